@@ -1,0 +1,9 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// Decodes standard base64. The length must be a multiple of 4 and at least 2; "=" and
+// characters outside the alphabet count as zero bits, and the result is three quarters of
+// the input length less one for each "=" among the last two characters.
+std::optional<std::string> DecodeBase64(const std::string& text);

@@ -1,0 +1,29 @@
+#include "setup/certificate.h"
+
+#include <filesystem>
+#include <fstream>
+
+std::wstring OnPremiseCertificatePath(const std::wstring& baseFolder) {
+    std::wstring path = baseFolder;
+    if (path.empty() || path.back() != L'\\') {
+        path += L'\\';
+    }
+    return path + L"resources\\on-premise-pubkey.crt";
+}
+
+bool WriteOnPremiseCertificate(const std::wstring& baseFolder, const std::wstring& body) {
+    std::string pem = "-----BEGIN CERTIFICATE-----\n";
+    for (size_t i = 0; i < body.size(); ++i) {
+        pem.push_back(static_cast<char>(body[i] & 0xFF));
+        if ((i + 1) % 64 == 0 && i + 1 != body.size()) {
+            pem.push_back('\n');
+        }
+    }
+    pem += "\n-----END CERTIFICATE-----";
+
+    std::ofstream file(std::filesystem::path(OnPremiseCertificatePath(baseFolder)),
+                       std::ios::binary | std::ios::trunc);
+    file.write(pem.data(), static_cast<std::streamsize>(pem.size()));
+    file.close();
+    return !file.fail();
+}

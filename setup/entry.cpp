@@ -1,0 +1,194 @@
+#include "setup/entry.h"
+
+#include <gdiplus.h>
+
+#include <memory>
+
+#include "resources/resource.h"
+#include "setup/install/agent_installer.h"
+#include "setup/setup_settings.h"
+#include "setup/uninstall/uninstall.h"
+#include "sys/process_sys.h"
+#include "ui/install_dialog.h"
+#include "ui/localisation.h"
+#include "ui/uninstall_dialog.h"
+
+namespace {
+
+constexpr wchar_t kShutdownBlockReason[] =
+    L"Please wait while finishing installation. Do not shut down computer.";
+
+void SetCurrentDirectoryToSystemFolder() {
+    wchar_t folder[MAX_PATH] = {};
+    UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+    if (length > 0 && length < MAX_PATH) {
+        SetCurrentDirectoryW(folder);
+    }
+}
+
+std::wstring PathBesideSetup(const wchar_t* fileName) {
+    return process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + fileName;
+}
+
+// Holds off system shutdown while a windowed run is in progress.
+LRESULT CALLBACK HiddenWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+        case WM_CREATE:
+            ShutdownBlockReasonCreate(window, kShutdownBlockReason);
+            return 0;
+        case WM_QUERYENDSESSION:
+            return 0;
+        case WM_CLOSE:
+            DestroyWindow(window);
+            return 0;
+        case WM_DESTROY:
+            ShutdownBlockReasonDestroy(window);
+            PostQuitMessage(0);
+            return 0;
+        default:
+            return DefWindowProcW(window, message, wParam, lParam);
+    }
+}
+
+DWORD RunSilent(const SetupSettings& settings) {
+    if (!process_sys::IsAdministratorsMember()) {
+        return static_cast<DWORD>(kStatusNotAdministrator);
+    }
+    if (settings.install) {
+        Status status;
+        {
+            AgentInstaller installer;
+            status = installer.Install(nullptr);
+        }
+        if (status != kStatusOk && status != kStatusRestartNeeded) {
+            return static_cast<DWORD>(status);
+        }
+        // A silent install reports success also when a restart is needed.
+        Status stored = StoreAgentLanguage(settings.languageId);
+        return static_cast<DWORD>(Failed(stored) ? stored : kStatusOk);
+    }
+    if (settings.uninstall) {
+        HANDLE agent = OpenMutexW(SYNCHRONIZE, FALSE, kAgentMutex);
+        if (agent == nullptr) {
+            return kExitAgentNotRunning;
+        }
+        CloseHandle(agent);
+        return static_cast<DWORD>(UninstallAgent(nullptr, settings.password));
+    }
+    return kExitNothingToDo;
+}
+
+DWORD RunWindowed(HINSTANCE instance, const SetupSettings& settings, const wchar_t* windowClass,
+                  const wchar_t* title) {
+    Gdiplus::GdiplusStartupInput gdiplusInput;
+    ULONG_PTR gdiplusToken = 0;
+    Gdiplus::GdiplusStartup(&gdiplusToken, &gdiplusInput, nullptr);
+    struct GdiplusShutdown {
+        ULONG_PTR token;
+        ~GdiplusShutdown() { Gdiplus::GdiplusShutdown(token); }
+    } shutdown{gdiplusToken};
+
+    HWND hidden = CreateWindowExW(0, windowClass, title, WS_OVERLAPPEDWINDOW, CW_USEDEFAULT, 0,
+                                  CW_USEDEFAULT, 0, nullptr, nullptr, instance, nullptr);
+    if (hidden == nullptr) {
+        return kExitNoWindow;
+    }
+
+    std::unique_ptr<CDialogBase> dialog;
+    if (settings.install) {
+        dialog = std::make_unique<CInstallDialog>();
+    } else if (settings.uninstall) {
+        dialog = std::make_unique<CUninstallDialog>();
+    } else {
+        return kExitNoWindow;
+    }
+    if (!dialog->Start(settings.languageId, settings.beta)) {
+        return kExitDialogRefused;
+    }
+
+    HACCEL accelerators = LoadAcceleratorsW(instance, MAKEINTRESOURCEW(IDC_SETUP));
+    MSG message{};
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+        if (!TranslateAcceleratorW(message.hwnd, accelerators, &message)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+    return static_cast<DWORD>(message.wParam);
+}
+
+}  // namespace
+
+DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments) {
+    process_sys::ChildProcess child(process_sys::BuildCommandLine(programPath, arguments), false);
+    if (!child.Started()) {
+        return static_cast<DWORD>(kStatusCannotStartProgram);
+    }
+    Status waited = child.Wait(0);
+    if (Failed(waited)) {
+        return static_cast<DWORD>(waited);
+    }
+    DWORD exitCode = 0;
+    if (!GetExitCodeProcess(child.Process(), &exitCode)) {
+        return kExitCodeUnreadable;
+    }
+    return exitCode;
+}
+
+DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
+    // Libraries loaded later by bare name must not come from the download folder.
+    SetCurrentDirectoryToSystemFolder();
+
+    SetupSettings& settings = GetSetupSettings();
+    if (!ParseCommandLine(settings)) {
+        if (!settings.silent && settings.sessionActive) {
+            MessageBoxW(nullptr, L"Missing parameters", nullptr, MB_ICONEXCLAMATION);
+        }
+        return static_cast<DWORD>(kStatusMissingParameters);
+    }
+
+    if (settings.brandId == 1 || settings.brandId == 2) {
+        const bool hasTail = commandTail != nullptr && *commandTail != L'\0';
+        return RunChildProgram(PathBesideSetup(L"setup2.exe"), hasTail ? commandTail : nullptr);
+    }
+    if (settings.clone) {
+        return RunChildProgram(PathBesideSetup(L"agentsvc.exe"), L"--nodaemon --clone");
+    }
+
+    // Held until the process ends; a second setup in this session sees it.
+    HANDLE existing = OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kSetupInstanceMutex);
+    if (existing != nullptr) {
+        CloseHandle(existing);
+        return kExitAlreadyRunning;
+    }
+    if (CreateMutexW(nullptr, FALSE, kSetupInstanceMutex) == nullptr) {
+        return kExitAlreadyRunning;
+    }
+    HANDLE runningMarker = CreateMutexW(nullptr, FALSE, kSetupRunningMarker);
+
+    SetThreadLanguage(settings.languageId);
+    wchar_t title[100] = {};
+    wchar_t windowClass[100] = {};
+    LoadStringW(instance, IDS_APP_TITLE, title, 100);
+    LoadStringW(instance, IDC_SETUP, windowClass, 100);
+
+    WNDCLASSEXW windowClassInfo{};
+    windowClassInfo.cbSize = sizeof(windowClassInfo);
+    windowClassInfo.style = CS_HREDRAW | CS_VREDRAW;
+    windowClassInfo.lpfnWndProc = HiddenWindowProc;
+    windowClassInfo.hInstance = instance;
+    windowClassInfo.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(IDI_SETUP));
+    windowClassInfo.hIconSm = LoadIconW(instance, MAKEINTRESOURCEW(IDI_SMALL));
+    windowClassInfo.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    windowClassInfo.lpszClassName = windowClass;
+    RegisterClassExW(&windowClassInfo);
+
+    DWORD exitCode = (settings.silent || !settings.sessionActive)
+                         ? RunSilent(settings)
+                         : RunWindowed(instance, settings, windowClass, title);
+
+    if (runningMarker != nullptr) {
+        CloseHandle(runningMarker);
+    }
+    return exitCode;
+}

@@ -1,0 +1,251 @@
+#include "setup/setup_settings.h"
+
+#include <windows.h>
+#include <shellapi.h>
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cwctype>
+#include <optional>
+
+#include "setup/base64.h"
+#include "setup/certificate.h"
+#include "sys/process_sys.h"
+
+namespace {
+
+bool IsFlagOn(const std::wstring& value) { return value.empty() || value[0] != L'0'; }
+
+std::uint32_t ToUnsigned(const std::wstring& value) {
+    return static_cast<std::uint32_t>(std::wcstoul(value.c_str(), nullptr, 10));
+}
+
+// Proxy numbers keep only their low 16 bits.
+std::int32_t ToSigned16(const std::wstring& value) {
+    return static_cast<std::int16_t>(std::wcstol(value.c_str(), nullptr, 10));
+}
+
+// Wide text to the user's code page, the way the command line's base64 values are read.
+std::optional<std::string> ToNarrow(const std::wstring& value) {
+    std::setlocale(LC_CTYPE, "");
+    size_t needed = 0;
+    if (wcstombs_s(&needed, nullptr, 0, value.c_str(), 0) != 0) {
+        return std::nullopt;
+    }
+    std::string narrow(needed, '\0');
+    if (needed > 0 && wcstombs_s(&needed, narrow.data(), narrow.size(), value.c_str(),
+                                 narrow.size() - 1) != 0) {
+        return std::nullopt;
+    }
+    narrow.resize(needed > 0 ? needed - 1 : 0);
+    return narrow;
+}
+
+std::optional<std::string> DecodeOptionValue(const std::wstring& value) {
+    std::optional<std::string> narrow = ToNarrow(value);
+    if (!narrow) {
+        return std::nullopt;
+    }
+    return DecodeBase64(*narrow);
+}
+
+// The company name is shown in the dialog; bytes that are not UTF-8 become replacement
+// characters rather than failing the run.
+bool DecodeUtf8Text(const std::string& bytes, std::wstring& out) {
+    const std::string text(bytes.c_str());
+    if (text.empty()) {
+        out.clear();
+        return true;
+    }
+    int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                     nullptr, 0);
+    if (length <= 0) {
+        return false;
+    }
+    std::wstring wide(static_cast<size_t>(length), L'\0');
+    if (MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+                            length) != length) {
+        return false;
+    }
+    out = std::move(wide);
+    return true;
+}
+
+bool DecodeCodePageText(const std::string& bytes, std::wstring& out) {
+    std::setlocale(LC_CTYPE, "");
+    const char* text = bytes.c_str();
+    size_t needed = 0;
+    if (mbstowcs_s(&needed, nullptr, 0, text, 0) != 0) {
+        return false;
+    }
+    std::wstring wide(needed, L'\0');
+    if (needed > 0 && mbstowcs_s(&needed, wide.data(), wide.size(), text, wide.size() - 1) != 0) {
+        return false;
+    }
+    wide.resize(needed > 0 ? needed - 1 : 0);
+    out = std::move(wide);
+    return true;
+}
+
+std::wstring SetupFolder() { return process_sys::FolderOf(process_sys::GetModulePath()); }
+
+// Copies a security-product installer next to the setup program.
+bool CopyAntivirusInstaller(const SetupSettings& settings, const std::wstring& source) {
+    DWORD attributes = source.empty() ? INVALID_FILE_ATTRIBUTES
+                                      : GetFileAttributesW(source.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        return false;
+    }
+    const bool secondBrand = settings.brandId == 5 || settings.brandId == 6;
+    const std::wstring target =
+        SetupFolder() + L"\\" +
+        (secondBrand ? L"orv_business_antivirus_setup.exe" : L"zelko_business_antivirus_setup.exe");
+
+    DWORD existing = GetFileAttributesW(target.c_str());
+    if (existing != INVALID_FILE_ATTRIBUTES && (existing & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+        _wremove(target.c_str()) != 0) {
+        return false;
+    }
+    return CopyFileW(source.c_str(), target.c_str(), FALSE) != FALSE;
+}
+
+bool ParseModeArgument(SetupSettings& settings, const wchar_t* argument) {
+    if (*argument == L'-' || *argument == L'/') {
+        ++argument;
+    }
+    switch (std::towlower(*argument)) {
+        case L'c':
+            settings.clone = true;
+            return true;
+        case L'i':
+            settings.install = true;
+            return true;
+        case L'u':
+            settings.uninstall = true;
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+SetupSettings& GetSetupSettings() {
+    static SetupSettings settings;
+    return settings;
+}
+
+bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::wstring& value) {
+    auto is = [&name](const wchar_t* option) { return _wcsicmp(name.c_str(), option) == 0; };
+
+    if (is(L"tok")) {
+        settings.token = value;
+    } else if (is(L"lid")) {
+        settings.languageId = ToUnsigned(value);
+    } else if (is(L"bid")) {
+        settings.brandId = ToUnsigned(value);
+    } else if (is(L"svr")) {
+        settings.serverUrl = value;
+        while (!settings.serverUrl.empty() && settings.serverUrl.back() == L'/') {
+            settings.serverUrl.pop_back();
+        }
+    } else if (is(L"fav")) {
+        settings.fav = IsFlagOn(value);
+    } else if (is(L"beta")) {
+        settings.beta = IsFlagOn(value);
+    } else if (is(L"debug")) {
+        settings.debug = IsFlagOn(value);
+    } else if (is(L"update")) {
+        // Updates can only be switched off from a debug command line.
+        settings.disableUpdates = settings.debug && !value.empty() && value[0] == L'0';
+    } else if (is(L"avc")) {
+        settings.avc = value;
+    } else if (is(L"av")) {
+        return CopyAntivirusInstaller(settings, value);
+    } else if (is(L"rdid")) {
+        settings.remoteDeploymentId = value;
+    } else if (is(L"cn")) {
+        std::optional<std::string> bytes = DecodeOptionValue(value);
+        return bytes && DecodeUtf8Text(*bytes, settings.cnText);
+    } else if (is(L"publickey")) {
+        if (value.empty() || value.size() % 4 != 0) {
+            return false;
+        }
+        // A missing "resources" folder is not the command line's fault; the install
+        // sequence finds the certificate absent.
+        WriteOnPremiseCertificate(SetupFolder(), value);
+    } else if (is(L"sil")) {
+        settings.silent = IsFlagOn(value);
+    } else if (is(L"password")) {
+        std::optional<std::string> bytes = DecodeOptionValue(value);
+        return bytes && DecodeCodePageText(*bytes, settings.password);
+    } else if (is(L"pmi")) {
+        settings.proxyMode = ToSigned16(value);
+    } else if (is(L"psrt")) {
+        settings.proxyType = ToSigned16(value);
+    } else if (is(L"psa")) {
+        settings.proxyAuthEnabled = !value.empty() && value[0] == L'1';
+    } else if (is(L"pai")) {
+        settings.proxyAuthType = ToSigned16(value);
+    } else if (is(L"psn")) {
+        settings.proxyServer = value;
+    } else if (is(L"psu")) {
+        settings.proxyLogin = value;
+    } else if (is(L"psp")) {
+        settings.proxyPassword = value;
+    } else if (is(L"ppt")) {
+        settings.proxyPort = static_cast<std::uint16_t>(std::wcstoul(value.c_str(), nullptr, 10));
+    }
+    return true;
+}
+
+bool ParseCommandLineText(SetupSettings& settings, const wchar_t* commandLine) {
+    DWORD sessionId = 0;
+    if (ProcessIdToSessionId(GetCurrentProcessId(), &sessionId)) {
+        settings.sessionActive = process_sys::IsSessionActive(sessionId);
+    }
+
+    if (commandLine == nullptr || *commandLine == L'\0') {
+        return false;
+    }
+    int count = 0;
+    LPWSTR* arguments = CommandLineToArgvW(commandLine, &count);
+    if (arguments == nullptr) {
+        return false;
+    }
+    struct Release {
+        LPWSTR* arguments;
+        ~Release() { LocalFree(arguments); }
+    } release{arguments};
+
+    if (count < 2 || !ParseModeArgument(settings, arguments[1])) {
+        return false;
+    }
+
+    int index = 2;
+    while (index < count) {
+        const wchar_t* argument = arguments[index];
+        // Checked before the option step on purpose: "-silent" that is not last is also
+        // taken as an unknown option that swallows the next argument.
+        if (_wcsicmp(argument, L"-silent") == 0 || _wcsicmp(argument, L"/silent") == 0) {
+            settings.silent = true;
+        }
+        if (_wcsicmp(argument, L"-c") == 0 || _wcsicmp(argument, L"/c") == 0) {
+            settings.clone = true;
+            index += 1;
+        } else if ((argument[0] == L'-' || argument[0] == L'/') && index + 1 < count) {
+            if (!ParseOption(settings, argument + 1, arguments[index + 1])) {
+                return false;
+            }
+            index += 2;
+        } else {
+            index += 1;
+        }
+    }
+    return true;
+}
+
+bool ParseCommandLine(SetupSettings& settings) {
+    return ParseCommandLineText(settings, GetCommandLineW());
+}

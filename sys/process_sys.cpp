@@ -1,0 +1,394 @@
+#include "sys/process_sys.h"
+
+#include <shlwapi.h>
+#include <tlhelp32.h>
+#include <wtsapi32.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <cwctype>
+#include <mutex>
+#include <thread>
+
+namespace process_sys {
+namespace {
+
+constexpr DWORD kCreationFlags =
+    CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT | CREATE_UNICODE_ENVIRONMENT |
+    NORMAL_PRIORITY_CLASS;
+constexpr DWORD kSecondProcessAccess = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
+
+std::mutex g_sleepHookMutex;
+SleepHook g_sleepHook;
+
+bool IsPathEntry(const std::wstring& entry) {
+    static const wchar_t kName[] = L"path=";
+    if (entry.size() < 5) {
+        return false;
+    }
+    for (size_t i = 0; i < 5; ++i) {
+        std::setlocale(LC_ALL, "");
+        if (std::towlower(entry[i]) != kName[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+void OwnedHandle::Reset(HANDLE handle) {
+    if (handle_ != INVALID_HANDLE_VALUE && handle_ != nullptr) {
+        CloseHandle(handle_);
+    }
+    handle_ = handle;
+}
+
+BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void* environment,
+                                 STARTUPINFOW* startupInfo, PROCESS_INFORMATION* processInfo,
+                                 DWORD handleCount, HANDLE* handles) {
+    if (handleCount >= 0x1FFFFFFF || startupInfo == nullptr ||
+        startupInfo->cb != sizeof(STARTUPINFOW)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+
+    // Owns the attribute list; deleting and freeing keep the caller's last error.
+    struct AttributeList {
+        LPPROC_THREAD_ATTRIBUTE_LIST list = nullptr;
+        bool initialised = false;
+        ~AttributeList() {
+            if (list == nullptr) {
+                return;
+            }
+            DWORD error = GetLastError();
+            if (initialised) {
+                DeleteProcThreadAttributeList(list);
+            }
+            HeapFree(GetProcessHeap(), 0, list);
+            SetLastError(error);
+        }
+    } attributes;
+
+    if (handleCount > 0) {
+        SIZE_T size = 0;
+        if (!InitializeProcThreadAttributeList(nullptr, 1, 0, &size) &&
+            GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
+            return FALSE;
+        }
+        attributes.list =
+            static_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(HeapAlloc(GetProcessHeap(), 0, size));
+        if (attributes.list == nullptr) {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return FALSE;
+        }
+        attributes.initialised =
+            InitializeProcThreadAttributeList(attributes.list, 1, 0, &size) != FALSE;
+        if (!attributes.initialised ||
+            !UpdateProcThreadAttribute(attributes.list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                       handles, handleCount * sizeof(HANDLE), nullptr, nullptr)) {
+            return FALSE;
+        }
+    }
+
+    STARTUPINFOEXW extended{};
+    extended.StartupInfo = *startupInfo;
+    extended.StartupInfo.cb = sizeof(STARTUPINFOEXW);
+    extended.lpAttributeList = attributes.list;
+    return CreateProcessW(nullptr, commandLine, nullptr, nullptr, inheritHandles, kCreationFlags,
+                          environment, nullptr, &extended.StartupInfo, processInfo);
+}
+
+ChildProcess::ChildProcess(const std::wstring& commandLine, bool captureOutput) {
+    if (captureOutput) {
+        SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        if (!CreatePipe(stdinRead_.Receive(), stdinWrite_.Receive(), &inherit, 0) ||
+            !CreatePipe(stdoutRead_.Receive(), stdoutWrite_.Receive(), &inherit, 0) ||
+            !CreatePipe(stderrRead_.Receive(), stderrWrite_.Receive(), &inherit, 0)) {
+            return;
+        }
+    }
+
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    HANDLE childEnds[3] = {stdinRead_.Get(), stdoutWrite_.Get(), stderrWrite_.Get()};
+    if (captureOutput) {
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = childEnds[0];
+        startup.hStdOutput = childEnds[1];
+        startup.hStdError = childEnds[2];
+    }
+
+    std::vector<wchar_t> environment = GetModifiedPath();
+    std::vector<wchar_t> mutableCommandLine(commandLine.begin(), commandLine.end());
+    mutableCommandLine.push_back(L'\0');
+    PROCESS_INFORMATION info{};
+    if (CreateProcessWithHandleList(mutableCommandLine.data(), captureOutput ? TRUE : FALSE,
+                                    environment.data(), &startup, &info,
+                                    captureOutput ? 3 : 0, captureOutput ? childEnds : nullptr)) {
+        process_ = info.hProcess;
+        thread_ = info.hThread;
+        processId_ = info.dwProcessId;
+    }
+
+    // The parent keeps only its own ends, so that reads see end-of-file when the child exits.
+    stdinRead_.Reset();
+    stdoutWrite_.Reset();
+    stderrWrite_.Reset();
+}
+
+ChildProcess::~ChildProcess() {
+    if (process_ != nullptr && process_ != INVALID_HANDLE_VALUE) {
+        CloseHandle(process_);
+    }
+    if (thread_ != nullptr && thread_ != INVALID_HANDLE_VALUE) {
+        CloseHandle(thread_);
+    }
+}
+
+std::wstring ChildProcess::ReadOutput() {
+    std::string bytes;
+    char buffer[1024];
+    while (PeekNamedPipe(stdoutRead_.Get(), nullptr, 0, nullptr, nullptr, nullptr)) {
+        DWORD read = 0;
+        if (!ReadFile(stdoutRead_.Get(), buffer, sizeof(buffer), &read, nullptr)) {
+            break;
+        }
+        bytes.append(buffer, read);
+    }
+    if (bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0) {
+        bytes.resize(bytes.size() - 2);
+    }
+
+    std::setlocale(LC_ALL, "");
+    const char* text = bytes.c_str();
+    size_t needed = 0;
+    if (mbstowcs_s(&needed, nullptr, 0, text, _TRUNCATE) != 0 || needed == 0) {
+        return {};
+    }
+    std::wstring wide(needed, L'\0');
+    if (mbstowcs_s(&needed, wide.data(), wide.size(), text, _TRUNCATE) != 0) {
+        return {};
+    }
+    wide.resize(needed > 0 ? needed - 1 : 0);
+    return wide;
+}
+
+Status ChildProcess::Wait(DWORD timeoutMs) {
+    if (stdinWrite_.Get() != INVALID_HANDLE_VALUE) {
+        const char endOfFile = 0x1A;
+        DWORD written = 0;
+        WriteFile(stdinWrite_.Get(), &endOfFile, 1, &written, nullptr);
+    }
+    stdinWrite_.Reset();
+
+    bool secondFailed = false;
+    if (secondProcessName_ != nullptr) {
+        OwnedHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+        PROCESSENTRY32W entry{};
+        entry.dwSize = sizeof(entry);
+        if (snapshot.Get() != INVALID_HANDLE_VALUE && Process32FirstW(snapshot.Get(), &entry)) {
+            do {
+                if (_wcsicmp(entry.szExeFile, secondProcessName_) != 0) {
+                    continue;
+                }
+                HANDLE second = OpenProcess(kSecondProcessAccess, FALSE, entry.th32ProcessID);
+                if (second != nullptr) {
+                    if (WaitForSingleObject(second, timeoutMs) == WAIT_OBJECT_0) {
+                        DWORD code = 0;
+                        if (secondExitCode_ != nullptr && GetExitCodeProcess(second, &code)) {
+                            *secondExitCode_ = code;
+                        }
+                    } else {
+                        secondFailed = true;
+                    }
+                    CloseHandle(second);
+                }
+                break;
+            } while (Process32NextW(snapshot.Get(), &entry));
+        }
+    }
+
+    DWORD waited = WaitForSingleObject(process_, timeoutMs == 0 ? INFINITE : timeoutMs);
+    if (waited != WAIT_OBJECT_0 || secondFailed) {
+        return kStatusWaitFailed;
+    }
+    return kStatusOk;
+}
+
+std::wstring BuildCommandLine(const std::wstring& programPath, const wchar_t* arguments) {
+    std::wstring line;
+    if (!programPath.empty() && programPath.front() == L'"') {
+        line = programPath;
+    } else {
+        line = L"\"" + programPath + L"\"";
+    }
+    if (arguments != nullptr) {
+        line += L' ';
+        line += arguments;
+    }
+    return line;
+}
+
+std::vector<wchar_t> GetModifiedPath() {
+    std::vector<std::wstring> entries;
+    if (wchar_t* block = GetEnvironmentStringsW()) {
+        for (const wchar_t* p = block; *p != L'\0'; p += wcslen(p) + 1) {
+            entries.emplace_back(p);
+        }
+        FreeEnvironmentStringsW(block);
+    }
+
+    const std::wstring folder = FolderOf(GetModulePath());
+    std::vector<wchar_t> result;
+    for (std::wstring& entry : entries) {
+        if (IsPathEntry(entry)) {
+            entry += L';';
+            entry += folder;
+        }
+        result.insert(result.end(), entry.begin(), entry.end());
+        result.push_back(L'\0');
+    }
+    result.push_back(L'\0');
+    return result;
+}
+
+std::set<DWORD> GetPidsByName(const std::wstring& executableName) {
+    std::set<DWORD> pids;
+    OwnedHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    if (snapshot.Get() == INVALID_HANDLE_VALUE) {
+        return pids;
+    }
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more;
+         more = Process32NextW(snapshot.Get(), &entry)) {
+        if (_wcsicmp(entry.szExeFile, executableName.c_str()) == 0) {
+            pids.insert(entry.th32ProcessID);
+        }
+    }
+    return pids;
+}
+
+bool EnableShutdownPrivilege(bool& wasEnabled) {
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
+        return false;
+    }
+    TOKEN_PRIVILEGES wanted{};
+    wanted.PrivilegeCount = 1;
+    wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+    bool ok = false;
+    if (LookupPrivilegeValueW(nullptr, SE_SHUTDOWN_NAME, &wanted.Privileges[0].Luid)) {
+        TOKEN_PRIVILEGES previous{};
+        DWORD previousSize = sizeof(previous);
+        ok = AdjustTokenPrivileges(token, FALSE, &wanted, sizeof(previous), &previous,
+                                   &previousSize) != FALSE;
+        if (ok) {
+            // An empty previous state means nothing changed: the privilege was already on.
+            wasEnabled = previous.PrivilegeCount == 0 || previous.Privileges[0].Attributes != 0;
+        }
+    }
+    CloseHandle(token);
+    return ok;
+}
+
+bool IsSessionActive(DWORD sessionId) {
+    WTS_SESSION_INFOW* sessions = nullptr;
+    DWORD count = 0;
+    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &sessions, &count)) {
+        return false;
+    }
+    bool active = false;
+    for (DWORD i = 0; i < count; ++i) {
+        if (sessions[i].SessionId == sessionId) {
+            active = sessions[i].State == WTSActive;
+            break;
+        }
+    }
+    WTSFreeMemory(sessions);
+    return active;
+}
+
+bool IsRunningAsLocalSystem() {
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
+        return false;
+    }
+    bool system = false;
+    SID_IDENTIFIER_AUTHORITY ntAuthority = SECURITY_NT_AUTHORITY;
+    PSID localSystem = nullptr;
+    if (AllocateAndInitializeSid(&ntAuthority, 1, SECURITY_LOCAL_SYSTEM_RID, 0, 0, 0, 0, 0, 0, 0,
+                                 &localSystem)) {
+        alignas(TOKEN_USER) BYTE buffer[84];
+        DWORD size = 0;
+        if (GetTokenInformation(token, TokenUser, buffer, sizeof(buffer), &size)) {
+            system = EqualSid(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, localSystem) != FALSE;
+        }
+        FreeSid(localSystem);
+    }
+    CloseHandle(token);
+    return system;
+}
+
+bool IsAdministratorsMember() {
+    SID_IDENTIFIER_AUTHORITY ntAuthority = SECURITY_NT_AUTHORITY;
+    PSID administrators = nullptr;
+    if (!AllocateAndInitializeSid(&ntAuthority, 2, SECURITY_BUILTIN_DOMAIN_RID,
+                                  DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0, &administrators)) {
+        return false;
+    }
+    BOOL member = FALSE;
+    if (!CheckTokenMembership(nullptr, administrators, &member)) {
+        member = FALSE;
+    }
+    FreeSid(administrators);
+    return member != FALSE;
+}
+
+std::wstring GetModulePath() {
+    wchar_t path[MAX_PATH] = {};
+    DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) {
+        return {};
+    }
+    wchar_t canonical[MAX_PATH] = {};
+    if (!PathCanonicalizeW(canonical, path)) {
+        return {};
+    }
+    return canonical;
+}
+
+std::wstring FolderOf(const std::wstring& path) {
+    size_t slash = path.find_last_of(L'\\');
+    if (slash == std::wstring::npos) {
+        return path;
+    }
+    if (slash == 0) {
+        return L"\\";
+    }
+    return path.substr(0, slash);
+}
+
+void SleepFor(std::chrono::milliseconds duration) {
+    SleepHook hook;
+    {
+        std::lock_guard<std::mutex> lock(g_sleepHookMutex);
+        hook = g_sleepHook;
+    }
+    if (hook) {
+        hook(duration);
+        return;
+    }
+    const auto until = std::chrono::steady_clock::now() + duration;
+    while (std::chrono::steady_clock::now() < until) {
+        std::this_thread::sleep_until(until);
+    }
+}
+
+void SetSleepHook(SleepHook hook) {
+    std::lock_guard<std::mutex> lock(g_sleepHookMutex);
+    g_sleepHook = std::move(hook);
+}
+
+}  // namespace process_sys

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "sys/status.h"
+
+namespace process_sys {
+
+// Closes the handle it holds when replaced or destroyed; empty holds INVALID_HANDLE_VALUE.
+class OwnedHandle {
+public:
+    OwnedHandle() = default;
+    explicit OwnedHandle(HANDLE handle) : handle_(handle) {}
+    ~OwnedHandle() { Reset(); }
+    OwnedHandle(const OwnedHandle&) = delete;
+    OwnedHandle& operator=(const OwnedHandle&) = delete;
+
+    HANDLE Get() const { return handle_; }
+    HANDLE* Receive() {
+        Reset();
+        return &handle_;
+    }
+    void Reset(HANDLE handle = INVALID_HANDLE_VALUE);
+
+private:
+    HANDLE handle_ = INVALID_HANDLE_VALUE;
+};
+
+// One started program, optionally with its standard streams connected to pipes.
+class ChildProcess {
+public:
+    ChildProcess(const std::wstring& commandLine, bool captureOutput);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    bool Started() const { return process_ != nullptr && process_ != INVALID_HANDLE_VALUE; }
+    HANDLE Process() const { return process_; }
+    DWORD ProcessId() const { return processId_; }
+
+    // Also waits for the first running process of this executable name; its exit code is
+    // stored through exitCode when the wait succeeds.
+    void SetSecondProcess(const wchar_t* name, std::uint32_t* exitCode) {
+        secondProcessName_ = name;
+        secondExitCode_ = exitCode;
+    }
+
+    // Everything the child writes to stdout, with one trailing CR LF removed.
+    std::wstring ReadOutput();
+
+    // 0, or kStatusWaitFailed when the wait timed out or failed. A timeout of 0 waits
+    // without limit for the child. The child is never terminated.
+    Status Wait(DWORD timeoutMs);
+
+private:
+    HANDLE process_ = nullptr;
+    HANDLE thread_ = nullptr;
+    DWORD processId_ = 0;
+    const wchar_t* secondProcessName_ = nullptr;
+    std::uint32_t* secondExitCode_ = nullptr;
+    OwnedHandle stdinRead_, stdinWrite_;
+    OwnedHandle stdoutRead_, stdoutWrite_;
+    OwnedHandle stderrRead_, stderrWrite_;
+};
+
+BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void* environment,
+                                 STARTUPINFOW* startupInfo, PROCESS_INFORMATION* processInfo,
+                                 DWORD handleCount, HANDLE* handles);
+
+// The quoted program path, then a blank and the arguments when there are any.
+std::wstring BuildCommandLine(const std::wstring& programPath, const wchar_t* arguments = nullptr);
+
+// The current environment block with the running program's folder added to PATH.
+std::vector<wchar_t> GetModifiedPath();
+
+std::set<DWORD> GetPidsByName(const std::wstring& executableName);
+
+bool EnableShutdownPrivilege(bool& wasEnabled);
+bool IsSessionActive(DWORD sessionId);
+bool IsRunningAsLocalSystem();
+bool IsAdministratorsMember();
+
+// The canonical full path of the running executable, or empty.
+std::wstring GetModulePath();
+// The folder of a path, without the final backslash ("\" stays "\").
+std::wstring FolderOf(const std::wstring& path);
+
+// The one place that waits between polling passes.
+void SleepFor(std::chrono::milliseconds duration);
+
+// Lets tests count and skip the pauses of polling loops; an empty hook restores sleeping.
+using SleepHook = std::function<void(std::chrono::milliseconds)>;
+void SetSleepHook(SleepHook hook);
+
+}  // namespace process_sys

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+// A signed 32-bit result: 0 success, negative failure, positive success with a remark.
+using Status = std::int32_t;
+
+constexpr Status ToStatus(std::uint32_t code) { return static_cast<Status>(code); }
+constexpr bool Failed(Status status) { return status < 0; }
+
+constexpr Status kStatusOk = 0;
+constexpr Status kStatusRestartNeeded = ToStatus(0x10000005);
+constexpr Status kStatusWaitFailed = ToStatus(0x80000008);
+constexpr Status kStatusMissingParameters = ToStatus(0x80000017);
+constexpr Status kStatusNotAdministrator = ToStatus(0x80000060);
+constexpr Status kStatusCannotStartProgram = ToStatus(0x80000157);
+// Returned by the operations that later work fills in.
+constexpr Status kStatusNotImplemented = ToStatus(0x80004001);

@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include "setup/entry.h"
+#include "sys/process_sys.h"
+#include "tests/support/fake_setup2.h"
+#include "tests/support/test_support.h"
+#include "tests/testbed/agentsvc.h"
+
+namespace {
+
+using test_support::CopyBuiltProgram;
+using test_support::RunAndWait;
+
+// Each case runs a fresh copy of setup.exe in a folder of its own, as real processes.
+class Dispatch : public ::testing::Test {
+protected:
+    void SetUp() override { CopyBuiltProgram(L"setup.exe", folder_.Path()); }
+
+    DWORD RunSetupExe(const std::wstring& arguments) {
+        return RunAndWait(L"\"" + SetupPath() + L"\" " + arguments);
+    }
+    std::wstring SetupPath() const { return folder_ / L"setup.exe"; }
+
+    // What the stand-in setup2.exe recorded: its command-line tail and current folder.
+    std::wstring Setup2Record() const {
+        std::string bytes = test_support::ReadFileBytes(folder_ / L"setup2-run.txt");
+        return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()),
+                            bytes.size() / sizeof(wchar_t));
+    }
+
+    test_support::TempFolder folder_;
+};
+
+TEST_F(Dispatch, UnparsableCommandLinesEndWithMissingParameters) {
+    const DWORD missing = static_cast<DWORD>(kStatusMissingParameters);
+    EXPECT_EQ(RunAndWait(L"\"" + SetupPath() + L"\""), missing);
+    EXPECT_EQ(RunSetupExe(L"/x"), missing);
+    EXPECT_EQ(RunSetupExe(L"/u -sil 1 -password abc"), missing);
+}
+
+TEST_F(Dispatch, BrandIdsOneAndTwoHandOverToSetup2) {
+    EXPECT_EQ(RunSetupExe(L"/u -bid 2"), static_cast<DWORD>(kStatusCannotStartProgram));
+
+    CopyBuiltProgram(L"fake_setup2.exe", folder_.Path(), L"setup2.exe");
+    const std::wstring tail = L"/u -bid 2  -tok \"a b\" -x";
+    EXPECT_EQ(RunSetupExe(tail), kSetup2ExitCode);
+    wchar_t system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    EXPECT_EQ(Setup2Record(), tail + L"\n" + system);
+
+    // The hand-over comes before the clone run and before the instance check.
+    HANDLE instance = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
+    EXPECT_EQ(RunSetupExe(L"c -bid 1"), kSetup2ExitCode);
+    EXPECT_EQ(Setup2Record().substr(0, 8), L"c -bid 1");
+    CloseHandle(instance);
+}
+
+TEST_F(Dispatch, CloneRunStartsTheAgentBesideSetup) {
+    EXPECT_EQ(RunSetupExe(L"c"), static_cast<DWORD>(kStatusCannotStartProgram));
+    CopyBuiltProgram(L"agentsvc.exe", folder_.Path());
+    EXPECT_EQ(RunSetupExe(L"c"), kCloneExitCode);
+    EXPECT_EQ(RunSetupExe(L"/i -c -sil 1"), kCloneExitCode);
+}
+
+TEST_F(Dispatch, OneSetupPerSession) {
+    HANDLE instance = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_EQ(RunSetupExe(L"/i -sil 1"), kExitAlreadyRunning);
+    EXPECT_EQ(RunSetupExe(L"/u"), kExitAlreadyRunning);
+    CloseHandle(instance);
+
+    // A silent uninstall needs the running agent's mutex.
+    EXPECT_EQ(RunSetupExe(L"/u -sil 1"), kExitAgentNotRunning);
+}
+
+// Wine enumerates no sessions, so every run there is silent. With a session enumeration
+// that reports this session active, a run without "sil" takes the windowed branch. Wine
+// picks the library beside setup.exe through a per-program load-order setting.
+TEST_F(Dispatch, ActiveSessionRunsWindowed) {
+    const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
+                              L"native,builtin", sizeof(L"native,builtin")),
+              ERROR_SUCCESS);
+    CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
+
+    EXPECT_EQ(RunSetupExe(L"/i"), kExitDialogRefused);  // the install window is not there yet
+    EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
+}
+
+}  // namespace

@@ -1,0 +1,3 @@
+#pragma once
+
+constexpr unsigned long kSetup2ExitCode = 0x5E72;

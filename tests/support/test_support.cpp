@@ -1,0 +1,79 @@
+#include "tests/support/test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "sys/process_sys.h"
+
+namespace test_support {
+
+std::wstring BinFolder() { return process_sys::FolderOf(process_sys::GetModulePath()); }
+
+TempFolder::TempFolder() {
+    static std::atomic<unsigned> counter{0};
+    wchar_t temp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temp);
+    path_ = std::wstring(temp) + L"hollin-test-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+            std::to_wstring(GetTickCount64()) + L"-" + std::to_wstring(counter++);
+    std::filesystem::create_directories(path_);
+}
+
+TempFolder::~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+void CopyBuiltProgram(const std::wstring& builtName, const std::wstring& folder,
+                      const std::wstring& newName) {
+    const std::wstring target = folder + L"\\" + (newName.empty() ? builtName : newName);
+    ASSERT_TRUE(CopyFileW((BinFolder() + L"\\" + builtName).c_str(), target.c_str(), FALSE))
+        << Narrow(builtName) << " error " << GetLastError();
+}
+
+DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs) {
+    std::wstring mutableLine = commandLine;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        nullptr, &startup, &info)) {
+        ADD_FAILURE() << "cannot start " << Narrow(commandLine) << ": error " << GetLastError();
+        return 0xDEADBEEF;
+    }
+    DWORD exitCode = 0xDEADBEEF;
+    if (WaitForSingleObject(info.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(info.hProcess, &exitCode);
+    } else {
+        ADD_FAILURE() << Narrow(commandLine) << " did not end within " << timeoutMs << " ms";
+        TerminateProcess(info.hProcess, 0xDEADBEEF);
+    }
+    CloseHandle(info.hThread);
+    CloseHandle(info.hProcess);
+    return exitCode;
+}
+
+std::string ReadFileBytes(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+bool FileExists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string Narrow(const std::wstring& text) {
+    int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                     nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<size_t>(length), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(),
+                        length, nullptr, nullptr);
+    return narrow;
+}
+
+}  // namespace test_support

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace test_support {
+
+// The folder of the running test program, where the build puts every program it makes.
+std::wstring BinFolder();
+
+// A new empty folder below the temporary folder, removed with its content on destruction.
+class TempFolder {
+public:
+    TempFolder();
+    ~TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    const std::wstring& Path() const { return path_; }
+    std::wstring operator/(const std::wstring& name) const { return path_ + L"\\" + name; }
+
+private:
+    std::wstring path_;
+};
+
+// Copies a program made by the build into folder, under another name if given.
+void CopyBuiltProgram(const std::wstring& builtName, const std::wstring& folder,
+                      const std::wstring& newName = L"");
+
+// Starts a command line, waits up to the limit and gives the exit code. A program that
+// does not start or does not end in time fails the current test and gives 0xDEADBEEF.
+DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs = 60000);
+
+std::string ReadFileBytes(const std::wstring& path);
+bool FileExists(const std::wstring& path);
+std::string Narrow(const std::wstring& text);
+
+}  // namespace test_support

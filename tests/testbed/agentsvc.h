@@ -1,0 +1,5 @@
+#pragma once
+
+// Exit codes of the testbed agent, shared with the tests that check them.
+constexpr unsigned long kCloneExitCode = 0xC10E;
+constexpr unsigned long kUnknownRunExitCode = 0x7E57;

@@ -1,0 +1,3 @@
+#include "ui/dialog_base.h"
+
+CDialogBase::~CDialogBase() = default;
