@@ -5,13 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 
-scripts/bootstrap.sh
-
-cache=${HOLLIN_DEPS_CACHE:-$HOME/.cache/hollin-setup-deps}
-cmake -S . -B build -G Ninja \
-    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-mingw64.cmake" \
-    -DHOLLIN_DEPS_FILE="$cache/deps.cmake" >/dev/null
-cmake --build build -j"$(nproc)"
+scripts/build.sh
 
 # One throwaway prefix and one wineserver for the whole run.
 export WINEPREFIX=$root/build/wineprefix WINEDEBUG=-all
