@@ -3,15 +3,15 @@
 #include <windows.h>
 #include <shellapi.h>
 
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cwctype>
 #include <optional>
 
 #include "setup/base64.h"
-#include "setup/certificate.h"
+#include "setup/config/certificate.h"
 #include "sys/process_sys.h"
+#include "sys/text_sys.h"
 
 namespace {
 
@@ -26,67 +26,16 @@ std::int32_t ToSigned16(const std::wstring& value) {
     return static_cast<std::int16_t>(std::wcstol(value.c_str(), nullptr, 10));
 }
 
-// Wide text to the user's code page, the way the command line's base64 values are read.
-std::optional<std::string> ToNarrow(const std::wstring& value) {
-    std::setlocale(LC_CTYPE, "");
-    size_t needed = 0;
-    if (wcstombs_s(&needed, nullptr, 0, value.c_str(), 0) != 0) {
-        return std::nullopt;
-    }
-    std::string narrow(needed, '\0');
-    if (needed > 0 && wcstombs_s(&needed, narrow.data(), narrow.size(), value.c_str(),
-                                 narrow.size() - 1) != 0) {
-        return std::nullopt;
-    }
-    narrow.resize(needed > 0 ? needed - 1 : 0);
-    return narrow;
-}
-
 std::optional<std::string> DecodeOptionValue(const std::wstring& value) {
-    std::optional<std::string> narrow = ToNarrow(value);
-    if (!narrow) {
+    std::string narrow;
+    if (Failed(text_sys::WideToNarrow(value, narrow))) {
         return std::nullopt;
     }
-    return DecodeBase64(*narrow);
+    return DecodeBase64(narrow);
 }
 
-// The company name is shown in the dialog; bytes that are not UTF-8 become replacement
-// characters rather than failing the run.
-bool DecodeUtf8Text(const std::string& bytes, std::wstring& out) {
-    const std::string text(bytes.c_str());
-    if (text.empty()) {
-        out.clear();
-        return true;
-    }
-    int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                     nullptr, 0);
-    if (length <= 0) {
-        return false;
-    }
-    std::wstring wide(static_cast<size_t>(length), L'\0');
-    if (MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-                            length) != length) {
-        return false;
-    }
-    out = std::move(wide);
-    return true;
-}
-
-bool DecodeCodePageText(const std::string& bytes, std::wstring& out) {
-    std::setlocale(LC_CTYPE, "");
-    const char* text = bytes.c_str();
-    size_t needed = 0;
-    if (mbstowcs_s(&needed, nullptr, 0, text, 0) != 0) {
-        return false;
-    }
-    std::wstring wide(needed, L'\0');
-    if (needed > 0 && mbstowcs_s(&needed, wide.data(), wide.size(), text, wide.size() - 1) != 0) {
-        return false;
-    }
-    wide.resize(needed > 0 ? needed - 1 : 0);
-    out = std::move(wide);
-    return true;
-}
+// The decoded bytes end at their first NUL, like the C string they are read as.
+std::string AsCString(const std::string& bytes) { return std::string(bytes.c_str()); }
 
 std::wstring SetupFolder() { return process_sys::FolderOf(process_sys::GetModulePath()); }
 
@@ -167,7 +116,7 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
         settings.remoteDeploymentId = value;
     } else if (is(L"cn")) {
         std::optional<std::string> bytes = DecodeOptionValue(value);
-        return bytes && DecodeUtf8Text(*bytes, settings.cnText);
+        return bytes && !Failed(text_sys::Utf8ToWide(AsCString(*bytes), settings.cnText));
     } else if (is(L"publickey")) {
         if (value.empty() || value.size() % 4 != 0) {
             return false;
@@ -179,7 +128,7 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
         settings.silent = IsFlagOn(value);
     } else if (is(L"password")) {
         std::optional<std::string> bytes = DecodeOptionValue(value);
-        return bytes && DecodeCodePageText(*bytes, settings.password);
+        return bytes && !Failed(text_sys::NarrowToWide(AsCString(*bytes), settings.password));
     } else if (is(L"pmi")) {
         settings.proxyMode = ToSigned16(value);
     } else if (is(L"psrt")) {

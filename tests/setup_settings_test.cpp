@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "setup/base64.h"
-#include "setup/certificate.h"
+#include "setup/config/certificate.h"
 #include "setup/setup_settings.h"
 #include "tests/support/test_support.h"
 

@@ -1,4 +1,4 @@
-#include "setup/certificate.h"
+#include "setup/config/certificate.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "sys/file_sys.h"
+#include "sys/registry_sys.h"
+#include "sys/text_sys.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+using namespace registry_sys;
+
+constexpr wchar_t kTestKey[] = L"SOFTWARE\\HollinSetupTest";
+constexpr wchar_t kRuntimeClassKey[] =
+    L"SOFTWARE\\Classes\\CLSID\\{5E2B8C41-7A3D-4F96-B0E2-1C7D9A34F85B}";
+
+void CreateKey(const std::wstring& path) {
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
+
+bool KeyExists(const std::wstring& path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+        return false;
+    }
+    RegCloseKey(key);
+    return true;
+}
+
+void SetText(const std::wstring& path, const wchar_t* name, const std::wstring& value) {
+    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, path.c_str(), name, REG_SZ, value.c_str(),
+                              static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+}
+
+TEST(Registry, DeletingKeysAndValues) {
+    const std::wstring tree = std::wstring(kTestKey) + L"\\a\\b";
+    EXPECT_EQ(DeleteRegistryKey(tree, kAllAccess, false), kStatusOk);  // missing: done
+    EXPECT_EQ(DeleteRegistryKey(tree, kAllAccess, true), kStatusOk);
+
+    CreateKey(tree);
+    SetText(tree, L"v", L"1");
+    EXPECT_EQ(DeleteRegistryValue(kLocalMachine, tree, L"v"), kStatusOk);
+    EXPECT_EQ(DeleteRegistryValue(kLocalMachine, tree, L"v"), kStatusRegistryFailed);
+    EXPECT_EQ(DeleteRegistryValue(kLocalMachine, tree + L"\\none", L"v"), kStatusRegistryFailed);
+    EXPECT_EQ(DeleteRegistryValue(99, tree, L"v"), kStatusRegistryFailed);
+
+    EXPECT_EQ(DeleteRegistryKey(kTestKey, kAllAccess64, false), kStatusRegistryFailed)
+        << "a key with subkeys is only deleted recursively";
+    EXPECT_TRUE(KeyExists(tree));
+    EXPECT_EQ(DeleteRegistryKey(kTestKey, kAllAccess64, true), kStatusOk);
+    EXPECT_FALSE(KeyExists(kTestKey));
+
+    EXPECT_EQ(AccessMask(kWrite32), static_cast<REGSAM>(0x20206));
+    EXPECT_EQ(AccessMask(12), static_cast<REGSAM>(0xF003F));
+}
+
+// The runtime's keys are found through the value "SB Runtime" of its class key; they stay
+// empty while it is missing and are kept once found.
+TEST(Registry, RuntimeKeysFollowTheRegisteredBase) {
+    DeleteRegistryKey(kRuntimeClassKey, kAllAccess, true);
+    EXPECT_EQ(GetRuntimeRegistryBase(), L"");
+    EXPECT_EQ(GetRuntimeRegistryKey(), L"");
+    EXPECT_EQ(GetAgentRegistryBaseKey(), L"");
+
+    const std::wstring base = std::wstring(kTestKey) + L"\\Runtime\\";
+    SetText(kRuntimeClassKey, L"SB Runtime", base);
+    EXPECT_EQ(GetRuntimeRegistryKey(), base + L"SB Runtime");
+    EXPECT_EQ(GetAgentRegistryBaseKey(), base + L"Business Agent");
+
+    CreateKey(base + L"Business Agent");
+    EXPECT_EQ(DeleteDeploymentId(), kStatusRegistryFailed);
+    SetText(base + L"Business Agent", L"DeploymentId", L"42");
+    EXPECT_EQ(DeleteDeploymentId(), kStatusOk);
+
+    DeleteRegistryKey(kRuntimeClassKey, kAllAccess, true);
+    EXPECT_EQ(GetRuntimeRegistryKey(), base + L"SB Runtime");
+    DeleteRegistryKey(kTestKey, kAllAccess, true);
+}
+
+TEST(Files, KnownFoldersAndPaths) {
+    std::wstring programFiles;
+    std::wstring programFilesX86;
+    ASSERT_EQ(file_sys::GetProgramFilesFolder(false, programFiles), kStatusOk);
+    ASSERT_EQ(file_sys::GetProgramFilesFolder(true, programFilesX86), kStatusOk);
+    EXPECT_TRUE(text_sys::EqualsIgnoringCase(programFiles, L"C:\\Program Files"));
+    EXPECT_TRUE(text_sys::EqualsIgnoringCase(programFilesX86, L"C:\\Program Files (x86)"));
+    EXPECT_TRUE(text_sys::EqualsIgnoringCase(file_sys::GetCommonAppDataFolder(),
+                                             L"C:\\ProgramData"));
+    std::wstring system;
+    ASSERT_EQ(file_sys::GetSystemFolder(system), kStatusOk);
+    EXPECT_TRUE(text_sys::EqualsIgnoringCase(system, L"C:\\windows\\system32"));
+
+    EXPECT_EQ(file_sys::GetParentFolder(L"C:\\a\\b"), L"C:\\a");
+    EXPECT_EQ(file_sys::GetParentFolder(L"C:\\a\\b\\"), L"C:\\a");
+    EXPECT_EQ(file_sys::GetParentFolder(L"name"), L"");
+    EXPECT_EQ(file_sys::GetParentFolder(L"\\"), L"\\");
+    EXPECT_TRUE(text_sys::EqualsIgnoringCase(file_sys::GetExecutablePath(),
+                                             test_support::BinFolder() +
+                                                 L"\\registry_file_tests.exe"));
+
+    std::array<std::uint16_t, 4> version{};
+    ASSERT_EQ(file_sys::GetFileVersion(version, test_support::BinFolder() + L"\\brand_probe_1.exe"),
+              kStatusOk);
+    EXPECT_EQ(version, (std::array<std::uint16_t, 4>{4, 3, 2, 1}));
+    EXPECT_EQ(file_sys::GetFileVersion(version, L"C:\\no\\such.exe"), kStatusVersionUnreadable);
+}
+
+TEST(Files, CreateAndListFolders) {
+    test_support::TempFolder temp;
+    const std::wstring deep = temp / L"one\\two\\three";
+    EXPECT_EQ(file_sys::CreateFolderTree(deep), kStatusOk);
+    EXPECT_EQ(file_sys::CreateFolderTree(deep), kStatusOk);
+    EXPECT_TRUE(std::filesystem::is_directory(deep));
+    std::ofstream(std::filesystem::path(temp / L"one\\file.txt")) << "x";
+
+    std::vector<std::wstring> entries = file_sys::ListFolder(temp / L"one");
+    std::sort(entries.begin(), entries.end());
+    EXPECT_EQ(entries, (std::vector<std::wstring>{temp / L"one\\file.txt", temp / L"one\\two"}));
+    EXPECT_TRUE(file_sys::ListFolder(temp / L"missing").empty());
+
+    // A file where a folder level should be cannot become a folder.
+    EXPECT_NE(file_sys::CreateFolderTree(temp / L"one\\file.txt\\below"), kStatusOk);
+}
+
+TEST(Text, ConversionsAndCase) {
+    EXPECT_TRUE(text_sys::EqualsIgnoringCase(L"ClientManager", L"CLIENTMANAGER"));
+    EXPECT_FALSE(text_sys::EqualsIgnoringCase(L"agent", L"agents"));
+    std::string utf8;
+    ASSERT_EQ(text_sys::WideToUtf8(L"\x0160koda \x00e9", utf8), kStatusOk);
+    EXPECT_EQ(utf8, "\xC5\xA0koda \xC3\xA9");
+    std::wstring wide;
+    ASSERT_EQ(text_sys::Utf8ToWide(utf8, wide), kStatusOk);
+    EXPECT_EQ(wide, L"\x0160koda \x00e9");
+    std::string narrow;
+    ASSERT_EQ(text_sys::WideToNarrow(L"plain", narrow), kStatusOk);
+    EXPECT_EQ(narrow, "plain");
+}
+
+}  // namespace
