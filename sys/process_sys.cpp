@@ -4,6 +4,8 @@
 #include <tlhelp32.h>
 #include <wtsapi32.h>
 
+#include "sys/text_sys.h"
+
 #include <clocale>
 #include <cstdlib>
 #include <cwctype>
@@ -160,17 +162,8 @@ std::wstring ChildProcess::ReadOutput() {
         bytes.resize(bytes.size() - 2);
     }
 
-    std::setlocale(LC_ALL, "");
-    const char* text = bytes.c_str();
-    size_t needed = 0;
-    if (mbstowcs_s(&needed, nullptr, 0, text, _TRUNCATE) != 0 || needed == 0) {
-        return {};
-    }
-    std::wstring wide(needed, L'\0');
-    if (mbstowcs_s(&needed, wide.data(), wide.size(), text, _TRUNCATE) != 0) {
-        return {};
-    }
-    wide.resize(needed > 0 ? needed - 1 : 0);
+    std::wstring wide;
+    text_sys::NarrowToWide(bytes.c_str(), wide);
     return wide;
 }
 

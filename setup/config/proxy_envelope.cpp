@@ -3,60 +3,16 @@
 #include <openssl/evp.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
+
+#include "setup/base64.h"
 
 namespace {
 
 constexpr size_t kIvLength = 12;
 constexpr size_t kTagLength = 16;
 constexpr size_t kKeyLength = 32;
-
-int SextetOf(char c) {
-    if (c >= 'A' && c <= 'Z') {
-        return c - 'A';
-    }
-    if (c >= 'a' && c <= 'z') {
-        return c - 'a' + 26;
-    }
-    if (c >= '0' && c <= '9') {
-        return c - '0' + 52;
-    }
-    if (c == '+') {
-        return 62;
-    }
-    if (c == '/') {
-        return 63;
-    }
-    return -1;
-}
-
-// Strict base64: a multiple of 4 long, only the alphabet, "=" only as the final padding.
-bool DecodeStrictBase64(const std::string& text, std::vector<unsigned char>& bytes) {
-    if (text.size() < 2 || text.size() % 4 != 0) {
-        return false;
-    }
-    size_t padding = 0;
-    if (text.back() == '=') {
-        padding = text[text.size() - 2] == '=' ? 2 : 1;
-    }
-    bytes.clear();
-    for (size_t i = 0; i < text.size(); i += 4) {
-        unsigned group = 0;
-        for (size_t j = 0; j < 4; ++j) {
-            const size_t at = i + j;
-            int value = at >= text.size() - padding ? 0 : SextetOf(text[at]);
-            if (value < 0) {
-                return false;
-            }
-            group = group << 6 | static_cast<unsigned>(value);
-        }
-        bytes.push_back(static_cast<unsigned char>(group >> 16));
-        bytes.push_back(static_cast<unsigned char>(group >> 8));
-        bytes.push_back(static_cast<unsigned char>(group));
-    }
-    bytes.resize(bytes.size() - padding);
-    return true;
-}
 
 std::vector<std::string> SplitFields(const std::string& text) {
     std::vector<std::string> fields(1);
@@ -75,11 +31,14 @@ std::vector<std::string> SplitFields(const std::string& text) {
 bool DecryptProxyPassword(const std::string& envelope, const std::string& token,
                           std::string& plaintext) {
     const std::vector<std::string> fields = SplitFields(envelope);
-    std::vector<unsigned char> blob;
-    if (fields.size() != 4 || !DecodeStrictBase64(fields[3], blob) ||
-        blob.size() < kIvLength + 1 + kTagLength) {
+    if (fields.size() != 4) {
         return false;
     }
+    const std::optional<std::string> decoded = DecodeBase64Strict(fields[3]);
+    if (!decoded || decoded->size() < kIvLength + 1 + kTagLength) {
+        return false;
+    }
+    std::vector<unsigned char> blob(decoded->begin(), decoded->end());
     // The token is the key material itself; a shorter one would be read past its end.
     if (token.size() < kKeyLength) {
         return false;
