@@ -39,7 +39,7 @@ Status GetSystemFolder(std::wstring& path) {
     wchar_t folder[MAX_PATH + 1] = {};
     UINT length = GetSystemDirectoryW(folder, MAX_PATH + 1);
     if (length == 0 || length > MAX_PATH) {
-        return kStatusFileSystemFailed;
+        return kStatusNotFound;
     }
     path = folder;
     return kStatusOk;
@@ -59,7 +59,7 @@ Status CreateFolderTree(const std::wstring& path) {
             break;
         }
     }
-    return IsFolder(path) ? kStatusOk : kStatusFileSystemFailed;
+    return IsFolder(path) ? kStatusOk : kStatusNotFound;
 }
 
 std::vector<std::wstring> ListFolder(const std::wstring& path) {

@@ -122,7 +122,7 @@ void IniDocument::Parse(const std::string& text) {
 Status IniDocument::Load(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     if (!file) {
-        return kStatusFileSystemFailed;
+        return kStatusNotFound;
     }
     std::ostringstream content;
     content << file.rdbuf();

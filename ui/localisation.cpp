@@ -1,9 +1,158 @@
 #include "ui/localisation.h"
 
-void SetThreadLanguage(std::uint32_t /*languageId*/) {
-    // the language table is not written yet: the thread keeps its language
+#include <windows.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "setup/runtime/runtime_settings.h"
+#include "sys/process_sys.h"
+
+namespace {
+
+struct Language {
+    std::uint32_t number;
+    const wchar_t* localeName;
+    std::uint16_t identifier;
+};
+
+// The gaps in the numbering are the installer's own and are kept.
+constexpr Language kLanguages[] = {
+    {1, L"en-US", 0x0409},  {3, L"it-IT", 0x0410},  {4, L"cs-CZ", 0x0405},
+    {6, L"ru-RU", 0x0419},  {11, L"de-DE", 0x0407}, {12, L"es-MX", 0x080A},
+    {14, L"pt-BR", 0x0416}, {19, L"ja-JP", 0x0411}, {31, L"nb-NO", 0x0414},
+    {32, L"fr-FR", 0x040C},
+};
+
+constexpr wchar_t kLanguageKey[] = L"runtime://agent/LangCode";
+constexpr size_t kStringBuffer = 260;
+
+// The language SetThreadLanguage gave this thread; the system's own record of thread UI
+// languages is not readable everywhere.
+thread_local LANGID t_threadLanguage = 0;
+
+const Language* Find(std::uint32_t number) {
+    for (const Language& language : kLanguages) {
+        if (language.number == number) {
+            return &language;
+        }
+    }
+    return nullptr;
 }
 
-Status StoreAgentLanguage(std::uint32_t /*languageId*/) {
-    return kStatusNotImplemented;  // the runtime settings are not written yet
+// String id in exactly this resource language, if the table has it.
+bool FindString(HMODULE module, unsigned id, LANGID language, std::wstring& text) {
+    HRSRC block = FindResourceExW(module, RT_STRING, MAKEINTRESOURCEW(id / 16 + 1), language);
+    HGLOBAL loaded = block != nullptr ? LoadResource(module, block) : nullptr;
+    const auto* entry = loaded != nullptr ? static_cast<const WCHAR*>(LockResource(loaded))
+                                          : nullptr;
+    if (entry == nullptr) {
+        return false;
+    }
+    for (unsigned index = 0; index < id % 16; ++index) {
+        entry += 1 + *entry;
+    }
+    if (*entry == 0) {
+        return false;
+    }
+    text.assign(entry + 1, std::min<size_t>(*entry, kStringBuffer - 1));
+    return true;
+}
+
+// The thread's preferred UI languages, most preferred first.
+std::vector<LANGID> PreferredLanguages() {
+    ULONG count = 0;
+    ULONG size = 0;
+    std::vector<LANGID> languages;
+    if (!GetThreadPreferredUILanguages(MUI_LANGUAGE_NAME | MUI_THREAD_LANGUAGES, &count, nullptr,
+                                       &size) ||
+        size == 0) {
+        return languages;
+    }
+    std::vector<wchar_t> names(size);
+    if (!GetThreadPreferredUILanguages(MUI_LANGUAGE_NAME | MUI_THREAD_LANGUAGES, &count,
+                                       names.data(), &size)) {
+        return languages;
+    }
+    for (const wchar_t* name = names.data(); *name != L'\0'; name += wcslen(name) + 1) {
+        LCID lcid = LocaleNameToLCID(name, 0);
+        if (lcid != 0) {
+            languages.push_back(LANGIDFROMLCID(lcid));
+        }
+    }
+    return languages;
+}
+
+}  // namespace
+
+std::uint16_t LanguageIdentifier(std::uint32_t number) {
+    const Language* language = Find(number);
+    return language != nullptr ? language->identifier : 0;
+}
+
+const wchar_t* LocaleName(std::uint32_t number) {
+    const Language* language = Find(number);
+    return language != nullptr ? language->localeName : nullptr;
+}
+
+void SetThreadLanguage(std::uint32_t number) {
+    const Language* language = number >= 1 && number <= 32 ? Find(number) : nullptr;
+    if (language == nullptr) {
+        return;
+    }
+    wchar_t list[8] = {};  // one name, then the double zero of a multi-string
+    wcsncpy_s(list, 7, language->localeName, _TRUNCATE);
+    if (language->identifier != 0) {
+        SetThreadUILanguage(language->identifier);
+        t_threadLanguage = language->identifier;
+    }
+    ULONG count = 0;
+    SetThreadPreferredUILanguages(MUI_LANGUAGE_NAME, list, &count);
+}
+
+std::wstring LoadUiString(unsigned id) {
+    // The thread's chosen language first, its language-neutral table next, as the
+    // resource loader itself falls back; then whatever the loader picks.
+    HMODULE module = GetModuleHandleW(nullptr);
+    std::wstring text;
+    std::vector<LANGID> languages = PreferredLanguages();
+    if (t_threadLanguage != 0) {
+        languages.insert(languages.begin(), t_threadLanguage);
+    }
+    for (LANGID language : languages) {
+        if (FindString(module, id, language, text) ||
+            FindString(module, id, MAKELANGID(PRIMARYLANGID(language), SUBLANG_NEUTRAL), text)) {
+            return text;
+        }
+    }
+    wchar_t buffer[kStringBuffer] = {};
+    LoadStringW(module, id, buffer, static_cast<int>(kStringBuffer));
+    return buffer;
+}
+
+Status StoreAgentLanguage(std::uint32_t number) {
+    return StoreAgentLanguage(number, process_sys::IsRunningAsLocalSystem());
+}
+
+Status StoreAgentLanguage(std::uint32_t number, bool runsAsSystem) {
+    std::uint32_t identifier = 0;
+    if (number != 0) {
+        identifier = LanguageIdentifier(number);
+    } else if (runsAsSystem) {
+        // A silent run without a language never overwrites the agent's language.
+        std::uint32_t existing = 0;
+        Status read = ReadRuntimeNumber(kLanguageKey, existing);
+        if (!Failed(read)) {
+            return kStatusOk;
+        }
+        if (read == kStatusNotFound) {
+            identifier = GetSystemDefaultLCID();
+        }
+    } else {
+        identifier = GetUserDefaultUILanguage();
+    }
+    if (identifier == 0) {
+        return kStatusOk;
+    }
+    return WriteRuntimeNumber(kLanguageKey, identifier);
 }

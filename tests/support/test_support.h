@@ -36,4 +36,9 @@ std::string ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 std::string Narrow(const std::wstring& text);
 
+std::string Base64(const std::string& bytes);
+// Seals a proxy password the way the backend does: base64(iv | ciphertext | tag) with
+// AES-256-GCM, keyed by the first 32 bytes of the token.
+std::string SealProxyPassword(const std::string& plaintext, const std::string& token);
+
 }  // namespace test_support

@@ -1,0 +1,135 @@
+#include "setup/auth/auth.h"
+
+#include <json/json.h>
+
+#include <map>
+#include <memory>
+
+#include "setup/runtime/payload.h"
+#include "setup/setup_settings.h"
+#include "sys/text_sys.h"
+
+namespace {
+
+constexpr char kFunction[] = "CAuth::Exchange";
+constexpr Status kStatusJsonParseFailed = ToStatus(0x80000042);
+
+std::wstring Wide(const std::string& utf8) {
+    std::wstring wide;
+    text_sys::Utf8ToWide(utf8, wide);
+    return wide;
+}
+
+std::string BodyOf(const IPayload* payload) {
+    if (payload == nullptr || payload->Size() == 0) {
+        return {};
+    }
+    return std::string(reinterpret_cast<const char*>(payload->Data()), payload->Size());
+}
+
+}  // namespace
+
+const char* CAuth::MethodName(std::uint32_t method) {
+    static const std::map<std::uint32_t, const char*> kMethods = {
+        {kHttpDelete, "DELETE"}, {kHttpGet, "GET"}, {kHttpHead, "HEAD"},
+        {kHttpPost, "POST"},     {kHttpPut, "PUT"}, {kHttpReset, "RESET"},
+    };
+    auto found = kMethods.find(method);
+    return found == kMethods.end() ? "" : found->second;
+}
+
+Status CAuth::Init(IRuntime* runtime) {
+    const SetupSettings& settings = GetSetupSettings();
+    return Init(runtime, settings.token, settings.serverUrl);
+}
+
+Status CAuth::Init(IRuntime* runtime, const std::wstring& token, const std::wstring& serverUrl) {
+    if (runtime == nullptr) {
+        return kStatusNoRuntime;
+    }
+    communication_.Reset();
+    Status status = runtime->GetCommunication(communication_.Receive());
+    if (Failed(status)) {
+        return status;
+    }
+    status = text_sys::WideToUtf8(token, token_);
+    if (Failed(status)) {
+        return status;
+    }
+    return text_sys::WideToUtf8(serverUrl, serverUrl_);
+}
+
+Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* request,
+                       IPayload* response, std::uint32_t& httpStatus) {
+    httpStatus = 0;
+    if (!communication_) {
+        return kStatusNoRuntime;
+    }
+    const std::string url = serverUrl_ + "/install_invites";
+    const std::wstring methodName = Wide(MethodName(method));
+    const std::wstring wideUrl = Wide(url);
+
+    CObjectSmPtr<IRequest> httpRequest;
+    Status status = communication_->CreateRequest(url.c_str(), httpRequest.Receive());
+    if (Failed(status)) {
+        LOG_ERROR(kFunction, L"Communication initialization failed", status);
+        return status;
+    }
+    const std::string version = std::to_string(agentVersion_[0]) + "." +
+                                std::to_string(agentVersion_[1]) + "." +
+                                std::to_string(agentVersion_[2]) + "." +
+                                std::to_string(agentVersion_[3]);
+    httpRequest->SetHeader("X-Agent-Version", version.c_str());
+    for (const auto& [name, value] : headers) {
+        httpRequest->SetHeader(name.c_str(), value.c_str());
+    }
+    httpRequest->SetHeader("Content-Type", "application/json");
+
+    status = communication_->Send(httpRequest.Get(), method, request, response, &httpStatus);
+    const std::string body = BodyOf(response);
+    if (Failed(status)) {
+        if (!body.empty()) {
+            LOG_ERROR(kFunction, L"Error response for request " + methodName + L" " + wideUrl +
+                                     L": " + Wide(body));
+        }
+        LOG_ERROR(kFunction, L"Request " + methodName + L" " + wideUrl + L" failed - " +
+                                 FormatStatus(status) + L" (" + std::to_wstring(status) + L")");
+        return status;
+    }
+    LOG_INFO(kFunction, L"HTTP response status code: " + std::to_wstring(httpStatus) +
+                            L" (request " + methodName + L" " + wideUrl + L")");
+    if (!body.empty()) {
+        LOG_INFO(kFunction,
+                 L"Response for request " + methodName + L" " + wideUrl + L": " + Wide(body));
+    }
+    if (httpStatus < 200 || httpStatus > 299) {
+        LOG_ERROR(kFunction, L"Server replied with status code " + std::to_wstring(httpStatus) +
+                                 L". Request URL: " + wideUrl);
+        return kStatusHttpStatus;
+    }
+    return kStatusOk;
+}
+
+Status CAuth::GetInstallInvite(IPayload* response) {
+    const Headers headers = {{"X-Invite-Token", token_}};
+    CObjectSmPtr<IPayload> request(new CPayload());
+    std::uint32_t httpStatus = 0;
+    Status status = Exchange(kHttpDelete, headers, request.Get(), response, httpStatus);
+    if (Failed(status)) {
+        return httpStatus == 410 ? kStatusInviteGone : status;
+    }
+
+    const std::string body = BodyOf(response);
+    Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value root;
+    std::string errors;
+    if (!reader->parse(body.data(), body.data() + body.size(), &root, &errors)) {
+        return kStatusJsonParseFailed;
+    }
+    if (root.isObject() && root.isMember("token") && root["token"].isString() &&
+        root["token"].asString() == token_) {
+        return kStatusOk;
+    }
+    return kStatusUnexpectedResponse;
+}

@@ -1,0 +1,126 @@
+#include "setup/logging.h"
+
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+#include <vector>
+
+namespace {
+
+// The source's base name; compile-time paths may use either separator.
+const char* BaseName(const char* path) {
+    const char* base = path;
+    for (const char* p = path; *p != '\0'; ++p) {
+        if (*p == '\\' || *p == '/') {
+            base = p + 1;
+        }
+    }
+    return base;
+}
+
+std::wstring Widen(const char* text) { return std::wstring(text, text + std::strlen(text)); }
+
+}  // namespace
+
+CLogging::~CLogging() = default;
+
+Status CLogging::SetupLogging(IRuntime* runtime) {
+    if (runtime == nullptr) {
+        return kStatusNoRuntime;
+    }
+    logger_.Reset();
+    CObjectSmPtr<ILogger> logger;
+    Status status = runtime->CreateLogger(logger.Receive());
+    if (Failed(status)) {
+        return status;
+    }
+    status = logger->SetLogFileName(LogFileName().c_str());
+    if (Failed(status)) {
+        return status;
+    }
+    status = logger->SetComponentName(ComponentName().c_str());
+    if (Failed(status)) {
+        return status;
+    }
+    logger_ = logger;
+    return kStatusOk;
+}
+
+std::wstring CLogging::FormatStatus(Status status) {
+    wchar_t text[16];
+    std::swprintf(text, 16, L"0x%08x", static_cast<unsigned>(status));
+    return text;
+}
+
+std::wstring CLogging::FormatPrefix(const char* file, int line, const char* function) {
+    std::vector<wchar_t> buffer(512);
+    const wchar_t* pattern = L"%hs(%d) %hs: ";
+    const int needed = _scwprintf(pattern, BaseName(file), line, function);
+    if (needed >= static_cast<int>(buffer.size())) {
+        buffer.resize(static_cast<size_t>(needed) + 1);
+    }
+    _snwprintf(buffer.data(), buffer.size(), pattern, BaseName(file), line, function);
+    buffer.back() = L'\0';
+    return buffer.data();
+}
+
+std::wstring CLogging::FormatLine(const char* file, int line, const char* function,
+                                  const std::wstring& message, Status status) {
+    std::wstring text = Widen(BaseName(file)) + L"(" + std::to_wstring(line) + L") " +
+                        Widen(function) + L": " + message;
+    if (Failed(status)) {
+        text += L" [" + FormatStatus(status) + L"]";
+    }
+    return text;
+}
+
+void CLogging::Trace(const char* file, int line, const char* function,
+                     const std::wstring& message) {
+    if (logger_) {
+        const std::wstring text =
+            Widen(BaseName(file)) + L"(" + std::to_wstring(line) + L") " + Widen(function) +
+            L" " + message;
+        logger_->Debug(text.c_str());
+    }
+}
+
+void CLogging::Info(const char* file, int line, const char* function,
+                    const std::wstring& message, Status status) {
+    if (logger_) {
+        logger_->Info(FormatLine(file, line, function, message, status).c_str());
+    }
+}
+
+void CLogging::Warning(const char* file, int line, const char* function,
+                       const std::wstring& message, Status status) {
+    if (logger_) {
+        logger_->Warning(FormatLine(file, line, function, message, status).c_str());
+    }
+}
+
+void CLogging::Error(const char* file, int line, const char* function,
+                     const std::wstring& message, Status status) {
+    if (logger_) {
+        logger_->Error(FormatLine(file, line, function, message, status).c_str());
+    }
+}
+
+void CLogging::Result(const char* file, int line, const char* function, Status status) {
+    if (!logger_) {
+        return;
+    }
+    if (Failed(status)) {
+        logger_->Error(
+            FormatLine(file, line, function, L"Failed: [" + FormatStatus(status) + L"]", 0)
+                .c_str());
+    } else {
+        logger_->Debug(FormatLine(file, line, function, L"OK", 0).c_str());
+    }
+}
+
+void CLogging::InfoPrefixed(const char* file, int line, const char* function,
+                            const std::wstring& message) {
+    if (logger_) {
+        logger_->Info((FormatPrefix(file, line, function) + message).c_str());
+    }
+}

@@ -1,0 +1,59 @@
+#include "setup/runtime/library_loader.h"
+
+#include <shlwapi.h>
+
+#include "setup/runtime/runtime_interfaces.h"
+#include "sys/process_sys.h"
+#include "sys/text_sys.h"
+
+CLibraryLoader::~CLibraryLoader() {
+    for (auto& [name, module] : libraries_) {
+        FreeLibrary(module);
+    }
+}
+
+std::wstring CLibraryLoader::CacheKey(const std::wstring& nameOrPath) {
+    std::wstring name = text_sys::ToLowerText(nameOrPath.substr(nameOrPath.find_last_of(L"\\/") + 1));
+    if (name.size() < 4 || name.compare(name.size() - 4, 4, L".dll") != 0) {
+        name += L".dll";
+    }
+    return name;
+}
+
+HMODULE CLibraryLoader::GetLoaded(const std::wstring& nameOrPath) const {
+    auto found = libraries_.find(CacheKey(nameOrPath));
+    return found == libraries_.end() ? nullptr : found->second;
+}
+
+HMODULE CLibraryLoader::Load(const std::wstring& nameOrPath) {
+    const std::wstring key = CacheKey(nameOrPath);
+    if (HMODULE loaded = GetLoaded(key)) {
+        return loaded;
+    }
+    std::wstring path = nameOrPath;
+    if (path.find(L'\\') == std::wstring::npos && path.find(L'/') == std::wstring::npos) {
+        path = key;  // a bare name: with ".dll"
+    }
+    if (PathIsRelativeW(path.c_str())) {
+        path = process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + path;
+    }
+    // Dependencies are searched in the library's own folder.
+    HMODULE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (module != nullptr) {
+        libraries_[key] = module;
+    }
+    return module;
+}
+
+void CLibraryLoader::UnloadUnused() {
+    for (auto entry = libraries_.begin(); entry != libraries_.end();) {
+        auto lockCount = reinterpret_cast<GetLockCountFn>(
+            reinterpret_cast<void*>(GetProcAddress(entry->second, "GetLockCount")));
+        if (lockCount != nullptr && lockCount() == 0) {
+            FreeLibrary(entry->second);
+            entry = libraries_.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
+}

@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "setup/logging.h"
+#include "setup/runtime/library_loader.h"
+#include "setup/runtime/runtime_bridge.h"
+#include "setup/runtime/runtime_settings.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+// Records every call, as "Operation(value)".
+class RecordingProxy final : public CObjectBase<ICommunicationConfiguration> {
+public:
+    Status EnableProxy(bool on) override { return Note(L"EnableProxy", on); }
+    Status SetProxyAutoDetect(bool on) override { return Note(L"SetProxyAutoDetect", on); }
+    Status SetProxyServer(const wchar_t* server) override {
+        return Note(L"SetProxyServer", server);
+    }
+    Status SetProxyPort(std::int32_t port) override { return Note(L"SetProxyPort", port); }
+    Status SetProxyAuthentication(bool on) override {
+        return Note(L"SetProxyAuthentication", on);
+    }
+    Status SetProxyLogin(const wchar_t* login) override { return Note(L"SetProxyLogin", login); }
+    Status SetProxyPassword(const wchar_t* password) override {
+        return Note(L"SetProxyPassword", password);
+    }
+    Status SetProxyType(std::int32_t type) override { return Note(L"SetProxyType", type); }
+    Status SetAuthenticationScheme(std::uint32_t flags) override {
+        return Note(L"SetAuthenticationScheme", flags);
+    }
+    std::vector<std::wstring> calls;
+
+private:
+    template <class T>
+    Status Note(const wchar_t* name, const T& value) {
+        if constexpr (std::is_same_v<T, const wchar_t*>) {
+            calls.push_back(std::wstring(name) + L"(" + value + L")");
+        } else {
+            calls.push_back(std::wstring(name) + L"(" + std::to_wstring(value) + L")");
+        }
+        return kStatusOk;
+    }
+};
+
+std::vector<std::wstring> Handover(const SetupSettings& settings) {
+    RecordingProxy proxy;
+    EXPECT_EQ(ApplyProxySettings(proxy, settings), kStatusOk);
+    return proxy.calls;
+}
+
+TEST(ProxyHandover, DirectConnectionForModesZeroAndOne) {
+    SetupSettings settings;
+    settings.proxyServer = L"proxy.example";
+    EXPECT_EQ(Handover(settings), std::vector<std::wstring>{L"EnableProxy(0)"});
+    settings.proxyMode = 1;
+    EXPECT_EQ(Handover(settings), std::vector<std::wstring>{L"EnableProxy(0)"});
+}
+
+TEST(ProxyHandover, EverySettingInOrder) {
+    SetupSettings settings;
+    settings.proxyMode = 3;
+    settings.proxyServer = L"proxy.example";
+    settings.proxyPort = 3128;
+    settings.proxyAuthEnabled = true;
+    settings.proxyLogin = L"ops";
+    settings.token = L"0123456789abcdefghijklmnopqrstuvWXYZ";
+    const std::string sealed = test_support::SealProxyPassword(
+        "s3cret", test_support::Narrow(settings.token));
+    settings.proxyPassword = L"v1:k:n:" + std::wstring(sealed.begin(), sealed.end());
+    settings.proxyType = 2;
+    settings.proxyAuthType = 1;
+    const std::vector<std::wstring> expected = {
+        L"EnableProxy(1)",       L"SetProxyAutoDetect(1)", L"SetProxyServer(proxy.example)",
+        L"SetProxyPort(3128)",   L"SetProxyAuthentication(1)", L"SetProxyLogin(ops)",
+        L"SetProxyPassword(s3cret)", L"SetProxyType(2)", L"SetAuthenticationScheme(8)"};
+    EXPECT_EQ(Handover(settings), expected);
+
+    // Unset texts and ports are left out; a password that does not open is left out.
+    settings.proxyMode = 2;
+    settings.proxyServer.clear();
+    settings.proxyLogin.clear();
+    settings.proxyPort = 0;
+    settings.token = L"another-token-of-thirty-two-chars!!";
+    settings.proxyAuthType = 2;
+    EXPECT_EQ(Handover(settings),
+              (std::vector<std::wstring>{L"EnableProxy(1)", L"SetProxyAutoDetect(0)",
+                                         L"SetProxyAuthentication(1)", L"SetProxyType(2)",
+                                         L"SetAuthenticationScheme(1)"}));
+    settings.proxyPort = 0xFFFFFFFF;  // not given
+    settings.proxyAuthType = 3;
+    EXPECT_EQ(Handover(settings).back(), L"SetAuthenticationScheme(4)");
+    settings.proxyAuthType = 4;
+    EXPECT_EQ(Handover(settings).back(), L"SetProxyType(2)");
+}
+
+// Records the lines handed to the logger with their level.
+class RecordingLogger final : public CObjectBase<ILogger> {
+public:
+    Status SetLogFileName(const wchar_t* name) override {
+        fileName = name;
+        return kStatusOk;
+    }
+    Status SetComponentName(const wchar_t* name) override {
+        component = name;
+        return kStatusOk;
+    }
+    void Debug(const wchar_t* line) override { lines.emplace_back(L"debug", line); }
+    void Info(const wchar_t* line) override { lines.emplace_back(L"info", line); }
+    void Warning(const wchar_t* line) override { lines.emplace_back(L"warning", line); }
+    void Error(const wchar_t* line) override { lines.emplace_back(L"error", line); }
+    std::wstring fileName;
+    std::wstring component;
+    std::vector<std::pair<std::wstring, std::wstring>> lines;
+};
+
+class LoggerRuntime final : public CObjectBase<IRuntime> {
+public:
+    explicit LoggerRuntime(RecordingLogger* logger) : logger_(logger) {}
+    Status GetCommunication(ICommunication**) override { return kStatusNotImplemented; }
+    Status CreateLogger(ILogger** logger) override {
+        logger_->AddRef();
+        *logger = logger_;
+        return kStatusOk;
+    }
+    Status GetConfiguration(IConfigurationPrivate**) override { return kStatusNotImplemented; }
+    Status GetResourceManager(IResourceManager**) override { return kStatusNotImplemented; }
+    Status GetProcessManager(IProcessManager**) override { return kStatusNotImplemented; }
+
+private:
+    RecordingLogger* logger_;
+};
+
+class InstallerLog final : public CLogging {
+public:
+    std::wstring LogFileName() const override { return L"agentinstaller.log"; }
+    std::wstring ComponentName() const override { return L"Installer"; }
+    void Write() {
+        LOG_INFO("AgentInstaller::Install", L"Installing agent service...");
+        LOG_INFO("AgentInstaller::Install", L"not found", kStatusNotFound);
+        LOG_WARNING("AgentInstaller::Install", L"remark", 1);
+        LOG_RESULT("AgentInstaller::Install", kStatusOk);
+        LOG_RESULT("AgentInstaller::Install", kStatusNoRuntime);
+        LOG_INFO_PREFIXED("AgentInstaller::Install", L"Remote deployment id - [r-1]");
+    }
+};
+
+TEST(Logging, LineFormsAndLevels) {
+    InstallerLog log;
+    log.Write();  // nothing set up: nothing happens
+
+    CObjectSmPtr<RecordingLogger> logger(new RecordingLogger());
+    LoggerRuntime runtime(logger.Get());
+    ASSERT_EQ(log.SetupLogging(&runtime), kStatusOk);
+    EXPECT_EQ(logger->fileName, L"agentinstaller.log");
+    EXPECT_EQ(logger->component, L"Installer");
+    EXPECT_EQ(log.SetupLogging(nullptr), kStatusNoRuntime);
+    ASSERT_EQ(log.SetupLogging(&runtime), kStatusOk);
+
+    log.Write();
+    ASSERT_EQ(logger->lines.size(), 6u);
+    const std::wstring prefix = logger->lines[0].second.substr(0, logger->lines[0].second.find(L')') + 1);
+    EXPECT_EQ(prefix.substr(0, 17), L"runtime_test.cpp(");
+    const std::wstring function = L" AgentInstaller::Install: ";
+    auto message = [&](size_t i) {
+        const std::wstring& text = logger->lines[i].second;
+        return text.substr(text.find(function) + function.size());
+    };
+    EXPECT_EQ(logger->lines[0].first, L"info");
+    EXPECT_EQ(message(0), L"Installing agent service...");
+    EXPECT_EQ(message(1), L"not found [0x80000013]");
+    EXPECT_EQ(logger->lines[2].first, L"warning");
+    EXPECT_EQ(message(2), L"remark");
+    EXPECT_EQ(logger->lines[3].first, L"debug");
+    EXPECT_EQ(message(3), L"OK");
+    EXPECT_EQ(logger->lines[4].first, L"error");
+    EXPECT_EQ(message(4), L"Failed: [0x80000001]");
+    EXPECT_EQ(logger->lines[5].first, L"info");
+    EXPECT_EQ(message(5), L"Remote deployment id - [r-1]");
+}
+
+TEST(Logging, BothPrefixFormsAgreeAtAnyLength) {
+    const std::string longName = "AgentInstaller::" + std::string(600, 'x');
+    const std::wstring longMessage(700, L'm');
+    EXPECT_EQ(CLogging::FormatPrefix("C:\\src\\setup\\install\\agent_installer.cpp", 42,
+                                     longName.c_str()) +
+                  longMessage,
+              CLogging::FormatLine("C:\\src\\setup\\install\\agent_installer.cpp", 42,
+                                   longName.c_str(), longMessage, kStatusOk));
+    EXPECT_EQ(CLogging::FormatLine("/src/setup/auth/auth.cpp", 7, "CAuth::Exchange", L"m",
+                                   kStatusInviteGone),
+              L"auth.cpp(7) CAuth::Exchange: m [0x80000064]");
+}
+
+TEST(LibraryLoader, CachesByLowerCaseNameAndUnloadsWhenUnused) {
+    EXPECT_EQ(CLibraryLoader::CacheKey(L"Runtime"), L"runtime.dll");
+    EXPECT_EQ(CLibraryLoader::CacheKey(L"C:\\agent\\RUNTIME.DLL"), L"runtime.dll");
+
+    CLibraryLoader loader;
+    HMODULE runtime = loader.Load(L"Runtime");
+    ASSERT_NE(runtime, nullptr);
+    EXPECT_EQ(loader.Load(L"runtime.dll"), runtime);
+    EXPECT_EQ(loader.GetLoaded(L"RUNTIME"), runtime);
+    HMODULE sqlite = loader.Load(L"sqlite3");
+    ASSERT_NE(sqlite, nullptr) << "sqlite3.dll has no GetLockCount export";
+
+    CObjectSmPtr<IRuntimeManager> manager;
+    ASSERT_EQ(LoadRuntimeManager(loader, manager), kStatusOk);
+    loader.UnloadUnused();
+    EXPECT_EQ(loader.GetLoaded(L"runtime"), runtime) << "a live manager keeps it loaded";
+    manager.Reset();
+    loader.UnloadUnused();
+    EXPECT_EQ(loader.GetLoaded(L"runtime"), nullptr);
+    EXPECT_EQ(loader.GetLoaded(L"sqlite3"), sqlite);
+    EXPECT_EQ(loader.Load(L"no_such_library"), nullptr);
+}
+
+TEST(RuntimeSettings, KeysMapToRegistryValues) {
+    EXPECT_FALSE(LocateRuntimeSetting(L"runtime://agent/langcode"));  // exact match only
+    EXPECT_FALSE(LocateRuntimeSetting(L"runtime://agent/unknown"));
+    const std::wstring base = RuntimeRegistryBase();
+    auto language = LocateRuntimeSetting(L"runtime://agent/LangCode");
+    ASSERT_TRUE(language);
+    EXPECT_EQ(language->registryKey, base + L"Business Agent");
+    EXPECT_EQ(language->valueName, L"LangCode");
+    auto debug = LocateRuntimeSetting(L"runtime://common/debug");
+    ASSERT_TRUE(debug);
+    EXPECT_EQ(debug->registryKey, base + L"SB Runtime");  // this program is no setup.exe
+    EXPECT_EQ(debug->valueName, L"EnableLogLevelDebug");
+    EXPECT_EQ(LocateRuntimeSetting(L"runtime://directory/program")->valueName,
+              L"ProgramDirectory");
+
+    CRuntimeSettings settings;
+    std::uint32_t number = 0;
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, language->registryKey.c_str(), L"Clone");
+    EXPECT_EQ(settings.GetNumber(L"runtime://agent/clone", &number), kStatusNotFound);
+    ASSERT_EQ(settings.SetNumber(L"runtime://agent/clone", 7), kStatusOk);
+    EXPECT_EQ(settings.GetNumber(L"runtime://agent/clone", &number), kStatusOk);
+    EXPECT_EQ(number, 7u);
+    wchar_t text[8];
+    ASSERT_EQ(settings.SetText(L"runtime://directory/temp", L"C:\\temp\\agent"), kStatusOk);
+    EXPECT_EQ(settings.GetText(L"runtime://directory/temp", text, 8), kStatusConversionFailed);
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, language->registryKey.c_str());
+}
+
+}  // namespace
