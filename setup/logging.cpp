@@ -124,3 +124,10 @@ void CLogging::InfoPrefixed(const char* file, int line, const char* function,
         logger_->Info((FormatPrefix(file, line, function) + message).c_str());
     }
 }
+
+void CLogging::WarningPrefixed(const char* file, int line, const char* function,
+                               const std::wstring& message) {
+    if (logger_) {
+        logger_->Warning((FormatPrefix(file, line, function) + message).c_str());
+    }
+}

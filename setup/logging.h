@@ -32,6 +32,8 @@ public:
     // elsewhere.
     void InfoPrefixed(const char* file, int line, const char* function,
                       const std::wstring& message);
+    void WarningPrefixed(const char* file, int line, const char* function,
+                         const std::wstring& message);
 
     // "base(line) function: message", with " [0x%08x]" for a negative status.
     static std::wstring FormatLine(const char* file, int line, const char* function,
@@ -52,3 +54,5 @@ private:
 #define LOG_ERROR(function, ...) Error(__FILE__, __LINE__, function, __VA_ARGS__)
 #define LOG_RESULT(function, status) Result(__FILE__, __LINE__, function, status)
 #define LOG_INFO_PREFIXED(function, message) InfoPrefixed(__FILE__, __LINE__, function, message)
+#define LOG_WARNING_PREFIXED(function, message) \
+    WarningPrefixed(__FILE__, __LINE__, function, message)

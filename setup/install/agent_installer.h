@@ -1,16 +1,95 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "setup/logging.h"
+#include "setup/runtime/library_loader.h"
+#include "setup/runtime/runtime_bridge.h"
 #include "sys/status.h"
 
 class IProgressCallback;
 
+constexpr Status kStatusStillMissing = ToStatus(0x80000014);
+constexpr Status kStatusDownloadUnavailable = ToStatus(0x8000000A);
+constexpr Status kStatusCopyFailed = ToStatus(0x8000002D);
+constexpr Status kStatusRenameFailed = ToStatus(0x8000002F);
+constexpr Status kStatusProbeNotStarted = ToStatus(0x80000127);
+
+// What the installation works with besides the machine itself. The defaults are the
+// product's; tests replace single entries.
+struct InstallerEnvironment {
+    std::wstring schedulerProbe = L"schtasks /query /fo TABLE";
+    std::wstring schedulerService = L"Schedule";
+    std::wstring netInstallerUrl;  // the build's .NET Framework 4.8 offline installer address
+    std::wstring netDetectionKey = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
+    std::wstring avWrapperService = L"ZelkoAvWrapper";
+    // Called before the steps that can fail after the previous folder was moved aside, by
+    // name; a failing status makes that step fail.
+    Status (*faultAt)(const char* step) = nullptr;
+};
+
 // Installs or upgrades the agent.
-class AgentInstaller {
+class AgentInstaller final : public CLogging {
 public:
-    AgentInstaller() = default;
-    AgentInstaller(const AgentInstaller&) = delete;
-    AgentInstaller& operator=(const AgentInstaller&) = delete;
+    AgentInstaller();
+    explicit AgentInstaller(InstallerEnvironment environment);
+    ~AgentInstaller() override;
+
+    std::wstring LogFileName() const override { return L"agentinstaller.log"; }
+    std::wstring ComponentName() const override { return L"Installer"; }
 
     // Runs the whole installation; progress may be null (silent run).
     Status Install(IProgressCallback* progress);
+
+    Status CopyAllFiles(const std::wstring& source, const std::wstring& destination,
+                        const std::vector<std::wstring>& excluded);
+    Status CopyFilePath(const std::wstring& source, const std::wstring& destination);
+
+    bool IsNetFrameworkInstalled();
+    Status InstallMissingNetFrameworkInstaller();
+
+    Status RestartTaskSchedulerServiceIfNeeded();
+    void LogSystemInfo();
+
+    Status StopServiceAndWait(const std::wstring& service);
+
+    // The runtime of this installation, once loaded (for logging set-up by callers).
+    IRuntime* Runtime() const { return session_.runtime.Get(); }
+    void AttachRuntime(IRuntime* runtime);
+
+private:
+    struct ServiceRegistration {
+        bool saved = false;
+        std::wstring imagePath;
+        DWORD type = 0;
+        DWORD startType = 0;
+        std::wstring displayName;
+        std::wstring description;
+    };
+
+    void Progress(unsigned stringId);
+    Status Fault(const char* step) const;
+    Status DownloadInstallerWithErr(const std::wstring& url, std::wstring& path);
+    bool AgentFilesPendingRemoval();
+    Status EarlyFailure(Status status);
+    Status Rollback(Status status);
+    Status Succeed();
+    void WriteUninstallEntry();
+    void RemoveFormerConsoleAutostart();
+    void SaveServiceRegistration();
+
+    InstallerEnvironment environment_;
+    IProgressCallback* progress_ = nullptr;
+    CLibraryLoader loader_;
+    RuntimeSession session_;
+    std::uint32_t restartNeededCount_ = 0;
+    std::wstring programFolder_;
+    std::wstring previousProgramFolder_;
+    std::wstring backupFolder_;
+    std::wstring installedConfigPath_;
+    std::wstring configBackupPath_;
+    bool protectionRequested_ = false;
+    ServiceRegistration savedService_;
 };

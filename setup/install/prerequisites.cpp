@@ -1,0 +1,174 @@
+// The checks around the installation: .NET Framework, the Task Scheduler, system facts.
+#include <windows.h>
+
+#include <cstdio>
+
+#include "setup/install/agent_installer.h"
+#include "sys/file_sys.h"
+#include "sys/process_sys.h"
+#include "sys/service_sys.h"
+
+namespace {
+
+constexpr DWORD kNetRelease48 = 528040;
+constexpr wchar_t kNetInstallerArguments[] = L"/q /norestart";
+constexpr std::uint32_t kNetInstallerLimitMs = 600000;
+constexpr DWORD kToolLimitMs = 30000;
+
+bool ReadRelease(const std::wstring& key, REGSAM view, DWORD& release) {
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    DWORD type = 0;
+    HKEY opened = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE | view, &opened) !=
+        ERROR_SUCCESS) {
+        return false;
+    }
+    const bool read = RegQueryValueExW(opened, L"Release", nullptr, &type,
+                                       reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
+                      type == REG_DWORD;
+    RegCloseKey(opened);
+    if (read) {
+        release = value;
+    }
+    return read;
+}
+
+}  // namespace
+
+bool AgentInstaller::IsNetFrameworkInstalled() {
+    constexpr char kFunction[] = "AgentInstaller::IsNetFrameworkInstalled";
+    DWORD release = 0;
+    if (!ReadRelease(environment_.netDetectionKey, KEY_WOW64_64KEY, release)) {
+        ReadRelease(environment_.netDetectionKey, KEY_WOW64_32KEY, release);
+    }
+    if (release < kNetRelease48) {
+        LOG_INFO(kFunction, L".NET Framework 4.8 or later is NOT installed (version: " +
+                                std::to_wstring(release) + L")");
+        return false;
+    }
+    LOG_INFO(kFunction,
+             L".NET Framework is installed (version: " + std::to_wstring(release) + L")");
+    return true;
+}
+
+Status AgentInstaller::DownloadInstallerWithErr(const std::wstring& url, std::wstring& path) {
+    constexpr char kFunction[] = "AgentInstaller::DownloadInstallerWithErr";
+    Status status = kStatusDownloadUnavailable;
+    CObjectSmPtr<IResourceManager> resources;
+    if (session_.runtime &&
+        !Failed(session_.runtime->GetResourceManager(resources.Receive())) && resources) {
+        wchar_t downloaded[MAX_PATH] = {};
+        status = resources->Download(url.c_str(), downloaded, MAX_PATH);
+        path = downloaded;
+    }
+    LOG_INFO(kFunction, L"Download: " + url + L", path: " + path + L", result: " +
+                            std::to_wstring(status) + L".");
+    return status;
+}
+
+Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
+    constexpr char kFunction[] = "AgentInstaller::InstallMissingNetFrameworkInstaller";
+    LOG_INFO(kFunction, L"Downloading .NET Framework 4.8");
+    std::wstring downloaded;
+    Status status = DownloadInstallerWithErr(environment_.netInstallerUrl, downloaded);
+    if (Failed(status)) {
+        LOG_ERROR(kFunction, L"Downloading .NET Framework installer failed", status);
+        return status;
+    }
+    const std::wstring installer = downloaded + L".exe";
+    if (_wrename(downloaded.c_str(), installer.c_str()) != 0) {
+        return kStatusRenameFailed;
+    }
+    // Whatever happens next, the installer and its folder go again.
+    struct Cleanup {
+        std::wstring file;
+        ~Cleanup() {
+            _wremove(file.c_str());
+            RemoveDirectoryW(file_sys::GetParentFolder(file).c_str());
+        }
+    } cleanup{installer};
+
+    LOG_INFO(kFunction, L"Launching .NET Framework installer: " + installer + L" " +
+                            kNetInstallerArguments);
+    CObjectSmPtr<IProcessManager> processes;
+    CObjectSmPtr<IProcess> process;
+    status = session_.runtime ? session_.runtime->GetProcessManager(processes.Receive())
+                              : kStatusDownloadUnavailable;
+    if (!Failed(status)) {
+        status = processes->CreateProcessObject(process.Receive());
+    }
+    if (Failed(status)) {
+        return status;
+    }
+    std::uint32_t exitCode = 0;
+    status = process->Run(installer.c_str(), kNetInstallerArguments, kNetInstallerLimitMs,
+                          &exitCode);
+    if (!Failed(status) && exitCode == ERROR_SUCCESS_REBOOT_REQUIRED) {
+        LOG_INFO(kFunction, L"installation succeeded, changes will be effective after reboot");
+        return kStatusPendingRestart;
+    }
+    if (!Failed(status) && exitCode != 0) {
+        LOG_INFO(kFunction,
+                 L"Installer exited with non-zero exit-code: " + std::to_wstring(exitCode));
+    }
+    // The registry decides, not the installer's exit code.
+    return IsNetFrameworkInstalled() ? kStatusOk : kStatusStillMissing;
+}
+
+Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
+    constexpr char kFunction[] = "AgentInstaller::RestartTaskSchedulerServiceIfNeeded";
+    LOG_TRACE(kFunction, L"enter");
+    process_sys::ChildProcess probe(environment_.schedulerProbe, true);
+    if (!probe.Started()) {
+        LOG_ERROR(kFunction, L"Could not create schtasks process");
+        return kStatusProbeNotStarted;
+    }
+    // Only whether the query ends in time matters; a hung tool means a sick service.
+    if (!Failed(probe.Wait(kToolLimitMs))) {
+        LOG_INFO(kFunction, L"Task Scheduler service OK");
+        return kStatusOk;
+    }
+    LOG_INFO(kFunction, L"Stopping Task scheduler service");
+    service_sys::StopService(environment_.schedulerService);
+    process_sys::SleepFor(std::chrono::milliseconds(2000));
+    LOG_INFO(kFunction, L"Starting Task scheduler service");
+    service_sys::StartServiceByName(environment_.schedulerService);
+    LOG_TRACE(kFunction, L"exit");
+    return kStatusOk;
+}
+
+void AgentInstaller::LogSystemInfo() {
+    constexpr char kFunction[] = "AgentInstaller::LogSystemInfo";
+    std::wstring folder;
+    if (Failed(file_sys::GetSystemFolder(folder))) {
+        return;
+    }
+    if (folder.empty() || folder.back() != L'\\') {
+        folder += L'\\';
+    }
+    process_sys::ChildProcess tool(process_sys::BuildCommandLine(folder + L"systeminfo.exe"),
+                                   true);
+    if (!tool.Started()) {
+        return;
+    }
+    LOG_INFO(kFunction, L"System info: " + tool.ReadOutput());
+    tool.Wait(kToolLimitMs);
+}
+
+Status AgentInstaller::StopServiceAndWait(const std::wstring& service) {
+    constexpr char kFunction[] = "AgentInstaller::StopServiceAndWait";
+    constexpr int kPasses = 300;
+    LOG_INFO(kFunction, L"waiting until the service stops...");
+    for (int pass = 0; pass < kPasses; ++pass) {
+        const DWORD state = service_sys::GetServiceState(service);
+        if (state == SERVICE_STOPPED || state == service_sys::kStateUnknown) {
+            return kStatusOk;
+        }
+        if (state != SERVICE_STOP_PENDING) {
+            service_sys::StopService(service);
+        }
+        process_sys::SleepFor(std::chrono::milliseconds(1000));
+    }
+    return kStatusServiceFailed;
+}
