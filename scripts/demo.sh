@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Shows what setup.exe does, as an administrator would see it, in a fresh Wine prefix.
-# For now: how it answers a few command lines; each run prints its exit code.
+# The main job, as an administrator sees it: a silent installation of the agent into a
+# fresh Wine prefix against a local backend, then an installation over it (an upgrade).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -9,49 +9,81 @@ echo "== Building"
 scripts/build.sh >/dev/null
 
 demo=$root/build/demo
-package=$demo/package
+package=$root/build/package
 rm -rf "$demo"
-mkdir -p "$package"
-# The folder an administrator receives: the setup program and the agent beside it.
-cp build/bin/setup.exe build/bin/agentsvc.exe "$package/"
+mkdir -p "$demo"
 
 export WINEPREFIX=$demo/prefix WINEDEBUG=-all
 echo "== Fresh Wine prefix in $WINEPREFIX"
 scripts/wine-prefix.sh "$WINEPREFIX"
 wineserver -p >/dev/null 2>&1 </dev/null
-trap 'wineserver -k 2>/dev/null || true' EXIT
+tests/testbed/backend.sh start "$demo/backend"
+trap 'tests/testbed/backend.sh stop "$demo/backend"; wineserver -k 2>/dev/null || true' EXIT
 wine cmd /c exit >/dev/null 2>&1 </dev/null || true
+port=$(cat "$demo/backend/backend.port")
+echo "== Local backend on 127.0.0.1:$port"
+# This machine already has .NET Framework 4.8, as most do.
+wine reg add 'HKLM\SOFTWARE\Microsoft\NET Framework Setup\NDP\v4\Full' /v Release \
+    /t REG_DWORD /d 528040 /f >/dev/null 2>&1
 
 meaning() {
     case $1 in
         0x00000000) echo "installation finished" ;;
         0x00000001) echo "another setup is running in this session" ;;
-        0x00000002) echo "windowed run: no window, or neither install nor uninstall asked for" ;;
-        0x00000003) echo "windowed run: the dialog refused to start" ;;
-        0x00000004) echo "silent run with neither install nor uninstall" ;;
         0x00000005) echo "silent uninstall, but the agent is not running" ;;
+        0x10000005) echo "installed; a restart finishes it" ;;
         0x80000017) echo "the command line could not be parsed (Missing parameters)" ;;
+        0x80000052) echo "a restart is needed first" ;;
         0x80000060) echo "silent run without administrator rights" ;;
+        0x80000064) echo "the backend says this installer is no longer valid" ;;
         0x80000157) echo "the hand-over program or the agent could not be started" ;;
-        0x80004001) echo "that sequence is not built yet" ;;
-        0x0000C10E) echo "the testbed agent's own exit code for a clone run" ;;
-        *) echo "exit code of the program run" ;;
+        *) echo "see the log" ;;
     esac
 }
 
+show() { printf '\n-- %s\n' "$1"; }
+w() { wine "$@" 2>/dev/null | tr -d '\r'; }
+
 run() {
     local what=$1; shift
-    local shown="setup.exe $*"
     local code
-    code=$(wine "$root/build/bin/launch.exe" "$(winepath -w "$package/setup.exe")" "$@" | tr -d '\r')
-    printf '\n$ %s\n  (%s)\n  exit code %s: %s\n' "$shown" "$what" "$code" "$(meaning "$code")"
+    code=$(timeout 600 wine "$root/build/bin/launch.exe" "$(winepath -w "$package/setup.exe")" "$@" 2>/dev/null | tr -d '\r')
+    printf '\n$ setup.exe %s\n  (%s)\n  exit code %s: %s\n' "$*" "$what" "$code" "$(meaning "$code")"
+}
+
+state() {
+    show "service ClientManager"
+    w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || echo "   (not registered)"
+    w reg query 'HKLM\System\CurrentControlSet\Services\ClientManager' |
+        grep -E 'ImagePath|Start |DisplayName|Type ' | sed 's/^ */   /' || true
+    show "uninstall entry"
+    w reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\Zelko Business' |
+        sed -n '3,$p' | sed 's/^ */   /' || true
+    data="$WINEPREFIX/drive_c/ProgramData/ZELKO Software/Business Agent"
+    show "agentconfig.conf"
+    sed 's/^/   /' "$data/agentconfig.conf"
+    show "runtime settings"
+    w reg query 'HKLM\SOFTWARE\ZELKO Software' /s | grep -v '^$' | sed 's/^ */   /'
+    show "program folder"
+    ls -1 "$WINEPREFIX/drive_c/Program Files/ZELKO Software/Business Agent" | sed 's/^/   /'
 }
 
 echo "== Package folder $package:"
 ls -1 "$package" | sed 's/^/   /'
 
-run "no arguments" 
-run "an unknown mode letter" /x
-run "brand id 2 hands over to setup2.exe, which this package lacks" /i -bid 2 -tok abc
-run "clone run: the agent beside setup runs with --nodaemon --clone" c
-run "silent uninstall while no agent runs" /u -sil 1
+run "silent first installation, German, with a remote deployment id" \
+    /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/accept" \
+    -lid 11 -rdid rd-42
+state
+show "installer log (last lines)"
+tail -n 12 "$WINEPREFIX/drive_c/ProgramData/ZELKO Software/Business Agent/log/agentinstaller.log" |
+    cut -c1-160 | sed 's/^/   /'
+
+run "installation over the installed agent (upgrade), same invite" \
+    /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/accept"
+state
+
+run "an installer whose invite the backend no longer knows" \
+    /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/gone"
+show "service after the refused installation"
+w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || true

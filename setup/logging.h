@@ -43,6 +43,8 @@ public:
 
 protected:
     ILogger* Logger() const { return logger_.Get(); }
+    // Lets an owner of the runtime library drop the logger before it unloads the library.
+    void DetachLogger() { logger_.Reset(); }
 
 private:
     CObjectSmPtr<ILogger> logger_;

@@ -94,7 +94,12 @@ AgentInstaller::AgentInstaller(InstallerEnvironment environment)
     }
 }
 
-AgentInstaller::~AgentInstaller() = default;
+AgentInstaller::~AgentInstaller() {
+    // The logger and the runtime live in runtime.dll, which the loader frees last.
+    DetachLogger();
+    session_.runtime.Reset();
+    session_.manager.Reset();
+}
 
 void AgentInstaller::Progress(unsigned stringId) {
     if (progress_ != nullptr) {
@@ -164,7 +169,7 @@ Status AgentInstaller::Rollback(Status status) {
     LOG_ERROR(kInstall, L"error during installation, performing rollback", status);
     Progress(225);
     // The self-protection hand-over only logs; asking again changes nothing here.
-    registry_sys::DeleteDeploymentId();
+    DeleteRuntimeValue(L"runtime://agent/deployId");
 
     if (IsFolder(programFolder_) && Failed(DeleteOrDeferFolder(programFolder_))) {
         LOG_WARNING(kInstall, L"new program folder deferred to the next restart");
@@ -429,7 +434,7 @@ Status AgentInstaller::Install(IProgressCallback* progress) {
     }
     if (settings.remoteDeploymentId.empty()) {
         LOG_INFO(kInstall, L"Remote deployment id not provided");
-        registry_sys::DeleteDeploymentId();
+        DeleteRuntimeValue(L"runtime://agent/deployId");
     } else {
         LOG_INFO_PREFIXED(kInstall, L"Remote deployment id - [" + settings.remoteDeploymentId + L"]");
         WriteRuntimeText(L"runtime://agent/deployId", settings.remoteDeploymentId);

@@ -149,6 +149,15 @@ Status WriteRuntimeText(const std::wstring& key, const std::wstring& value) {
                       static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
 }
 
+Status DeleteRuntimeValue(const std::wstring& key) {
+    const std::optional<RuntimeSettingLocation> location = LocateRuntimeSetting(key);
+    if (!location) {
+        return kStatusNotFound;
+    }
+    return registry_sys::DeleteRegistryValue(registry_sys::kLocalMachine, location->registryKey,
+                                             location->valueName);
+}
+
 Status CRuntimeSettings::GetNumber(const wchar_t* key, std::uint32_t* value) {
     return value == nullptr ? kStatusNotFound : ReadRuntimeNumber(key, *value);
 }

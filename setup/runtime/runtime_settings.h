@@ -23,6 +23,8 @@ Status ReadRuntimeNumber(const std::wstring& key, std::uint32_t& value);
 Status WriteRuntimeNumber(const std::wstring& key, std::uint32_t value);
 Status ReadRuntimeText(const std::wstring& key, std::wstring& value);
 Status WriteRuntimeText(const std::wstring& key, const std::wstring& value);
+// Deletes the value of a setting; a missing value is a failure, as for any registry value.
+Status DeleteRuntimeValue(const std::wstring& key);
 
 // The setup program's answer to the runtime's questions for settings.
 class CRuntimeSettings final : public CObjectBase<IRuntimeHost> {
