@@ -1,0 +1,283 @@
+#include <gtest/gtest.h>
+
+#include <json/json.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <ostream>
+#include <map>
+#include <sstream>
+
+#include "sys/process_sys.h"
+#include "sys/service_sys.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+using test_support::ReadFileBytes;
+
+const std::wstring kProgramFolder = L"C:\\Program Files\\ZELKO Software\\Business Agent";
+const std::wstring kDataFolder = L"C:\\ProgramData\\ZELKO Software\\Business Agent";
+const std::wstring kAgentKey = L"SOFTWARE\\ZELKO Software\\Business Agent";
+const std::wstring kUninstallKey =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Zelko Business";
+const std::wstring kSessionManager = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+const std::wstring kToken = L"install-test-token-0123456789abcdef";
+
+std::wstring BackendFolder() {
+    std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
+    for (wchar_t& c : folder) {
+        c = c == L'/' ? L'\\' : c;
+    }
+    return folder;
+}
+
+std::wstring ReadText(HKEY root, const std::wstring& key, const wchar_t* name) {
+    wchar_t value[1024] = {};
+    DWORD size = sizeof(value) - sizeof(wchar_t);
+    if (RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ | RRF_NOEXPAND, nullptr, value,
+                     &size) != ERROR_SUCCESS) {
+        return L"<none>";
+    }
+    return value;
+}
+
+DWORD ReadNumber(const std::wstring& key, const wchar_t* name) {
+    DWORD value = 0xFFFFFFFF;
+    DWORD size = sizeof(value);
+    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_DWORD, nullptr, &value, &size);
+    return value;
+}
+
+std::vector<std::wstring> ValueNames(const std::wstring& key) {
+    std::vector<std::wstring> names;
+    HKEY opened = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+        return names;
+    }
+    wchar_t name[256];
+    for (DWORD index = 0;; ++index) {
+        DWORD length = 256;
+        if (RegEnumValueW(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        names.emplace_back(name);
+    }
+    RegCloseKey(opened);
+    return names;
+}
+
+bool WaitForServiceState(DWORD state) {
+    for (int pass = 0; pass < 100; ++pass) {
+        if (service_sys::GetServiceState(L"ClientManager") == state) {
+            return true;
+        }
+        Sleep(100);
+    }
+    return false;
+}
+
+// What an administrator would compare before and after a failed installation.
+struct MachineState {
+    std::map<std::wstring, std::string> programFiles;  // name and content
+    std::string config;
+    std::wstring imagePath;
+    std::wstring displayName;
+    DWORD startType = 0;
+    DWORD serviceState = 0;
+    std::map<std::wstring, std::wstring> agentValues;
+
+    bool operator==(const MachineState&) const = default;
+
+    friend void PrintTo(const MachineState& state, std::ostream* out) {
+        *out << "{files:";
+        for (const auto& [name, content] : state.programFiles) {
+            *out << " " << test_support::Narrow(name) << "(" << content.size() << ")";
+        }
+        *out << "; config " << state.config.size() << " bytes; service "
+             << test_support::Narrow(state.imagePath) << " start " << state.startType
+             << " state " << state.serviceState << "; values:";
+        for (const auto& [name, value] : state.agentValues) {
+            *out << " " << test_support::Narrow(name) << "=" << test_support::Narrow(value);
+        }
+        *out << "}";
+    }
+
+    static MachineState Take() {
+        MachineState state;
+        for (const auto& entry : std::filesystem::directory_iterator(kProgramFolder)) {
+            state.programFiles[entry.path().filename().wstring()] =
+                ReadFileBytes(entry.path().wstring());
+        }
+        state.config = ReadFileBytes(kDataFolder + L"\\agentconfig.conf");
+        state.imagePath = service_sys::GetImagePath(L"ClientManager");
+        service_sys::GetServiceDisplayNameW(L"ClientManager", state.displayName);
+        service_sys::ServiceStartMode mode{};
+        service_sys::GetStartMode(L"ClientManager", mode);
+        state.startType = mode;
+        WaitForServiceState(SERVICE_RUNNING);
+        state.serviceState = service_sys::GetServiceState(L"ClientManager");
+        for (const std::wstring& name : ValueNames(kAgentKey)) {
+            state.agentValues[name] = ReadText(HKEY_LOCAL_MACHINE, kAgentKey, name.c_str());
+        }
+        return state;
+    }
+};
+
+// Real installations with setup.exe from the package folder, against the testbed backend.
+class Installation : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        // The test machine has .NET Framework 4.8, as most machines do.
+        const DWORD release = 528040;
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE,
+                        L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full", L"Release",
+                        REG_DWORD, &release, sizeof(release));
+    }
+
+    void SetUp() override {
+        port_ = ReadFileBytes(BackendFolder() + L"\\backend.port");
+        ASSERT_FALSE(port_.empty()) << "the backend does not run";
+        CleanMachine();
+    }
+    void TearDown() override { CleanMachine(); }
+
+    static void CleanMachine() {
+        service_sys::StopService(L"ClientManager");
+        WaitForServiceState(SERVICE_STOPPED);
+        service_sys::DeleteServiceByName(L"ClientManager");
+        std::error_code ignored;
+        std::filesystem::remove_all(L"C:\\Program Files\\ZELKO Software", ignored);
+        std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ZELKO Software");
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kUninstallKey.c_str());
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
+                           L"PendingFileRenameOperations");
+    }
+
+    std::wstring Backend(const std::string& answer) const {
+        const std::string url = "http://127.0.0.1:" + port_ + "/" + Case() + "/" + answer;
+        return std::wstring(url.begin(), url.end());
+    }
+    static std::string Case() {
+        return ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    }
+
+    DWORD Install(const std::wstring& answer, const std::wstring& more = L"",
+                  const std::wstring& package = L"") {
+        const std::wstring setup =
+            (package.empty() ? test_support::BinFolder() + L"\\..\\package" : package) +
+            L"\\setup.exe";
+        return test_support::RunAndWait(L"\"" + setup + L"\" /i -sil 1 -tok " + kToken +
+                                            L" -svr " + Backend(std::string(answer.begin(), answer.end())) +
+                                            L" " + more,
+                                        300000);
+    }
+
+    std::string port_;
+};
+
+TEST_F(Installation, FirstInstallationThenUpgrade) {
+    ASSERT_EQ(Install(L"accept", L"-lid 11 -rdid rd-1"), 0u);
+
+    EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"),
+              L"\"" + kProgramFolder + L"\\agentsvc.exe\"");
+    service_sys::ServiceType type{};
+    service_sys::ServiceStartMode mode{};
+    service_sys::GetServiceType(L"ClientManager", type);
+    service_sys::GetStartMode(L"ClientManager", mode);
+    EXPECT_EQ(type, service_sys::kOwnProcess);
+    EXPECT_EQ(mode, service_sys::kAutoStart);
+    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+
+    // Wine lists values by name, not in the order they were written: compare the sets.
+    std::vector<std::wstring> names = ValueNames(kUninstallKey);
+    std::vector<std::wstring> expected = {L"DisplayName",    L"UninstallString", L"Publisher",
+                                          L"DisplayIcon",    L"DisplayVersion",  L"HelpLink",
+                                          L"NoModify",       L"NoRepair",        L"VersionMajor",
+                                          L"VersionMinor",   L"Version",         L"InstallLocation"};
+    std::sort(names.begin(), names.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(names, expected);
+    EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString"),
+              L"\"" + kProgramFolder + L"\\setup.exe\" /u -lid \"11\"");
+    EXPECT_EQ(ReadNumber(kUninstallKey, L"NoModify"), 1u);
+    EXPECT_EQ(ReadNumber(kUninstallKey, L"NoRepair"), 1u);
+    EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kUninstallKey, L"InstallLocation"), kProgramFolder);
+
+    const std::string config = ReadFileBytes(kDataFolder + L"\\agentconfig.conf");
+    EXPECT_NE(config.find("token=" + test_support::Narrow(kToken) + "\n"), std::string::npos);
+    EXPECT_EQ(config.find("register_required"), std::string::npos);
+    EXPECT_FALSE(test_support::FileExists(kDataFolder + L"\\setup\\agentconfig.conf"));
+    EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kAgentKey, L"DeploymentId"), L"rd-1");
+    EXPECT_EQ(ReadNumber(kAgentKey, L"LangCode"), 0x0407u);
+    EXPECT_EQ(ReadNumber(L"SOFTWARE\\ZELKO Software\\SB Runtime\\setup", L"EnableLogLevelDebug"),
+              0u);
+
+    // Over the installed agent: the old folder is moved aside and removed afterwards.
+    ASSERT_EQ(Install(L"accept"), 0u);
+    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kAgentKey, L"DeploymentId"), L"<none>");
+    EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString"),
+              L"\"" + kProgramFolder + L"\\setup.exe\" /u");
+    for (const auto& entry :
+         std::filesystem::directory_iterator(L"C:\\Program Files\\ZELKO Software")) {
+        EXPECT_EQ(entry.path().filename().wstring(), L"Business Agent");
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(kDataFolder)) {
+        EXPECT_EQ(entry.path().wstring().find(L".backup"), std::wstring::npos);
+    }
+}
+
+TEST_F(Installation, InvalidInviteChangesNothing) {
+    ASSERT_EQ(Install(L"accept"), 0u);
+    const MachineState before = MachineState::Take();
+    EXPECT_EQ(Install(L"gone"), static_cast<DWORD>(0x80000064));
+    EXPECT_EQ(MachineState::Take(), before);
+    EXPECT_EQ(before.serviceState, static_cast<DWORD>(SERVICE_RUNNING));
+}
+
+TEST_F(Installation, AgentFilesPendingRemovalStopEverything) {
+    const std::wstring entries = L"\\??\\" + kProgramFolder + L".abcdef.delete\\x.dll" +
+                                 std::wstring(1, L'\0') + std::wstring(1, L'\0') +
+                                 std::wstring(1, L'\0');
+    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
+                              L"PendingFileRenameOperations", REG_MULTI_SZ, entries.c_str(),
+                              static_cast<DWORD>(entries.size() * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+    EXPECT_EQ(Install(L"accept"), static_cast<DWORD>(0x80000052));
+    EXPECT_FALSE(test_support::FileExists(kProgramFolder));
+    EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"), L"");
+}
+
+TEST_F(Installation, RolledBackWhenTheConfigurationCannotBeMoved) {
+    ASSERT_EQ(Install(L"accept", L"-rdid rd-7"), 0u);
+    const MachineState before = MachineState::Take();
+    // Open without delete sharing: the file cannot be renamed.
+    HANDLE held = CreateFileW((kDataFolder + L"\\agentconfig.conf").c_str(), GENERIC_READ,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                              nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(Install(L"accept"), static_cast<DWORD>(0x8000002F));
+    CloseHandle(held);
+    // A rolled-back installation drops the deployment id on purpose; all else is as before.
+    MachineState expected = before;
+    expected.agentValues.erase(L"DeploymentId");
+    EXPECT_EQ(MachineState::Take(), expected);
+}
+
+TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
+    ASSERT_EQ(Install(L"accept"), 0u);
+    const MachineState before = MachineState::Take();
+    // A package without the agent's executable registers a service that cannot start.
+    test_support::TempFolder broken;
+    for (const wchar_t* file : {L"setup.exe", L"runtime.dll", L"sqlite3.dll"}) {
+        test_support::CopyBuiltProgram(std::wstring(L"..\\package\\") + file, broken.Path(),
+                                       file);
+    }
+    EXPECT_EQ(Install(L"accept", L"", broken.Path()), static_cast<DWORD>(0x80000052));
+    EXPECT_EQ(MachineState::Take(), before);
+}
+
+}  // namespace
