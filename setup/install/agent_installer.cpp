@@ -111,7 +111,11 @@ Status AgentInstaller::Fault(const char* step) const {
     return environment_.faultAt != nullptr ? environment_.faultAt(step) : kStatusOk;
 }
 
-void AgentInstaller::AttachRuntime(IRuntime* runtime) { SetupLogging(runtime); }
+void AgentInstaller::UseRuntime(IRuntime* runtime) {
+    runtime->AddRef();
+    session_.runtime = CObjectSmPtr<IRuntime>(runtime);
+    SetupLogging(runtime);
+}
 
 bool AgentInstaller::AgentFilesPendingRemoval() {
     DWORD size = 0;

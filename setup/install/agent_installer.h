@@ -1,5 +1,7 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -25,6 +27,7 @@ struct InstallerEnvironment {
     std::wstring netInstallerUrl;  // the build's .NET Framework 4.8 offline installer address
     std::wstring netDetectionKey = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
     std::wstring avWrapperService = L"ZelkoAvWrapper";
+    DWORD schedulerProbeLimitMs = 30000;
     // Called before the steps that can fail after the previous folder was moved aside, by
     // name; a failing status makes that step fail.
     Status (*faultAt)(const char* step) = nullptr;
@@ -55,9 +58,8 @@ public:
 
     Status StopServiceAndWait(const std::wstring& service);
 
-    // The runtime of this installation, once loaded (for logging set-up by callers).
-    IRuntime* Runtime() const { return session_.runtime.Get(); }
-    void AttachRuntime(IRuntime* runtime);
+    // Works with a runtime loaded elsewhere instead of loading its own.
+    void UseRuntime(IRuntime* runtime);
 
 private:
     struct ServiceRegistration {

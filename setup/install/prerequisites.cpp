@@ -125,7 +125,7 @@ Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
         return kStatusProbeNotStarted;
     }
     // Only whether the query ends in time matters; a hung tool means a sick service.
-    if (!Failed(probe.Wait(kToolLimitMs))) {
+    if (!Failed(probe.Wait(environment_.schedulerProbeLimitMs))) {
         LOG_INFO(kFunction, L"Task Scheduler service OK");
         return kStatusOk;
     }

@@ -1,0 +1,322 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "setup/install/agent_installer.h"
+#include "setup/runtime/runtime_settings.h"
+#include "setup/uninstall/deferred_deletion.h"
+#include "sys/process_sys.h"
+#include "sys/service_sys.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+using test_support::ReadFileBytes;
+using test_support::TempFolder;
+
+void Write(const std::wstring& path, const std::string& content) {
+    std::ofstream(std::filesystem::path(path), std::ios::binary) << content;
+}
+
+// Counts the pauses of polling loops instead of waiting them out.
+class CountedPauses {
+public:
+    CountedPauses() {
+        process_sys::SetSleepHook([this](std::chrono::milliseconds pause) {
+            ++count;
+            total += pause;
+        });
+    }
+    ~CountedPauses() { process_sys::SetSleepHook(nullptr); }
+    int count = 0;
+    std::chrono::milliseconds total{0};
+};
+
+std::vector<std::wstring> PendingRenames() {
+    std::vector<wchar_t> buffer(65536);
+    DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+    std::vector<std::wstring> entries;
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
+                     L"PendingFileRenameOperations", RRF_RT_REG_MULTI_SZ, nullptr, buffer.data(),
+                     &size) != ERROR_SUCCESS) {
+        return entries;
+    }
+    const wchar_t* end = buffer.data() + size / sizeof(wchar_t);
+    for (const wchar_t* p = buffer.data(); p < end; p += wcslen(p) + 1) {
+        entries.emplace_back(p);  // source and (empty) target alternate
+    }
+    return entries;
+}
+
+TEST(FileDeployment, CopiesTreesWithoutExcludedNames) {
+    TempFolder source;
+    TempFolder target;
+    std::filesystem::create_directories(source / L"sub\\empty");
+    Write(source / L"a.dll", "a");
+    Write(source / L"events.db", "skip");
+    Write(source / L"sub\\events.db", "skip");
+    Write(source / L"sub\\b.dll", "b");
+    AgentInstaller installer;
+    ASSERT_EQ(installer.CopyAllFiles(source.Path(), target / L"deep\\agent", {L"events.db"}),
+              kStatusOk);
+    EXPECT_EQ(ReadFileBytes(target / L"deep\\agent\\a.dll"), "a");
+    EXPECT_EQ(ReadFileBytes(target / L"deep\\agent\\sub\\b.dll"), "b");
+    EXPECT_FALSE(test_support::FileExists(target / L"deep\\agent\\events.db"));
+    EXPECT_FALSE(test_support::FileExists(target / L"deep\\agent\\sub\\events.db"));
+    EXPECT_TRUE(std::filesystem::is_directory(target / L"deep\\agent\\sub\\empty"));
+}
+
+TEST(FileDeployment, LockedDestinationIsMovedAsideAfterSixTries) {
+    TempFolder folder;
+    Write(folder / L"new.dll", "new");
+    Write(folder / L"agent.dll", "old");
+    // Open without read or write sharing, but renamable.
+    HANDLE held = CreateFileW((folder / L"agent.dll").c_str(), GENERIC_READ, FILE_SHARE_DELETE,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    CountedPauses pauses;
+    AgentInstaller installer;
+    EXPECT_EQ(installer.CopyFilePath(folder / L"new.dll", folder / L"agent.dll"), kStatusOk);
+    CloseHandle(held);
+    EXPECT_EQ(pauses.count, 6);
+    EXPECT_EQ(pauses.total, std::chrono::milliseconds(6000));
+    EXPECT_EQ(ReadFileBytes(folder / L"agent.dll"), "new");
+
+    std::vector<std::wstring> aside;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
+        const std::wstring name = entry.path().filename().wstring();
+        if (name != L"new.dll" && name != L"agent.dll") {
+            aside.push_back(name);
+        }
+    }
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_TRUE(std::regex_match(test_support::Narrow(aside[0]),
+                                 std::regex(R"(agent\.dll\.[a-z]{6}\.delete)")));
+    EXPECT_EQ(ReadFileBytes(folder / aside[0]), "old");
+}
+
+TEST(FileDeployment, UnrenamableDestinationFails) {
+    TempFolder folder;
+    Write(folder / L"new.dll", "new");
+    Write(folder / L"agent.dll", "old");
+    HANDLE held = CreateFileW((folder / L"agent.dll").c_str(), GENERIC_READ, 0, nullptr,
+                              OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    CountedPauses pauses;
+    AgentInstaller installer;
+    EXPECT_EQ(installer.CopyFilePath(folder / L"new.dll", folder / L"agent.dll"),
+              kStatusRenameFailed);
+    CloseHandle(held);
+    EXPECT_EQ(pauses.count, 6);
+}
+
+TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
+    TempFolder parent;
+    EXPECT_EQ(DeleteOrDeferFolder(parent / L"missing"), kStatusOk);
+
+    std::filesystem::create_directories(parent / L"free\\sub");
+    Write(parent / L"free\\sub\\x.txt", "x");
+    EXPECT_EQ(DeleteOrDeferFolder(parent / L"free"), kStatusOk);
+    EXPECT_FALSE(test_support::FileExists(parent / L"free"));
+
+    std::filesystem::create_directories(parent / L"Agent\\logs");
+    Write(parent / L"Agent\\logs\\agent.log", "held");
+    HANDLE held = CreateFileW((parent / L"Agent\\logs\\agent.log").c_str(), GENERIC_READ,
+                              FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
+                       L"PendingFileRenameOperations");
+    EXPECT_EQ(DeleteOrDeferFolder(parent / L"Agent"), kStatusPendingRestart);
+    CloseHandle(held);
+
+    std::wstring renamed;
+    for (const auto& entry : std::filesystem::directory_iterator(parent.Path())) {
+        renamed = entry.path().filename().wstring();
+    }
+    const bool moved = renamed != L"Agent";
+    if (moved) {
+        EXPECT_TRUE(std::regex_match(test_support::Narrow(renamed),
+                                     std::regex(R"(Agent\.[a-z]{6}\.delete)")));
+    }
+    // Content before folder, depth first.
+    const std::vector<std::wstring> entries = PendingRenames();
+    std::vector<std::wstring> sources;
+    for (size_t i = 0; i + 1 < entries.size(); i += 2) {  // source, then an empty target
+        sources.push_back(entries[i]);
+    }
+    const std::wstring base = L"\\??\\" + (parent / renamed);
+    EXPECT_EQ(sources, (std::vector<std::wstring>{base + L"\\logs\\agent.log", base + L"\\logs",
+                                                  base}));
+}
+
+class NetFramework : public ::testing::Test {
+protected:
+    void SetUp() override {
+        environment_.netDetectionKey = L"SOFTWARE\\HollinSetupTest\\NDP";
+        Clear();
+    }
+    void TearDown() override { Clear(); }
+    void Clear() {
+        RegDeleteKeyExW(HKEY_LOCAL_MACHINE, environment_.netDetectionKey.c_str(),
+                        KEY_WOW64_64KEY, 0);
+        RegDeleteKeyExW(HKEY_LOCAL_MACHINE, environment_.netDetectionKey.c_str(),
+                        KEY_WOW64_32KEY, 0);
+    }
+    void SetRelease(DWORD release, REGSAM view) {
+        HKEY key = nullptr;
+        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, environment_.netDetectionKey.c_str(), 0,
+                                  nullptr, 0, KEY_SET_VALUE | view, nullptr, &key, nullptr),
+                  ERROR_SUCCESS);
+        RegSetValueExW(key, L"Release", 0, REG_DWORD, reinterpret_cast<BYTE*>(&release),
+                       sizeof(release));
+        RegCloseKey(key);
+    }
+    InstallerEnvironment environment_;
+};
+
+TEST_F(NetFramework, ReleaseThresholdInEitherView) {
+    AgentInstaller installer(environment_);
+    EXPECT_FALSE(installer.IsNetFrameworkInstalled());
+    SetRelease(528039, KEY_WOW64_64KEY);
+    EXPECT_FALSE(installer.IsNetFrameworkInstalled());
+    SetRelease(528040, KEY_WOW64_64KEY);
+    EXPECT_TRUE(installer.IsNetFrameworkInstalled());
+    Clear();
+    SetRelease(533320, KEY_WOW64_32KEY);
+    EXPECT_TRUE(installer.IsNetFrameworkInstalled());
+}
+
+// The stand-in installer runs for real: downloaded from the backend through the testbed
+// runtime and started through its process manager.
+class NetFrameworkInstaller : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
+        for (wchar_t& c : folder) {
+            c = c == L'/' ? L'\\' : c;
+        }
+        port_ = ReadFileBytes(folder + L"\\backend.port");
+        ASSERT_FALSE(port_.empty()) << "the backend does not run";
+        files_ = folder + L"\\files";
+        std::filesystem::create_directories(files_);
+        ASSERT_EQ(StartRuntime(loader_, SetupSettings(), host_.Get(), session_), kStatusOk);
+        RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
+    }
+    void TearDown() override { RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey); }
+
+    Status RunStub(const std::wstring& behaviour) {
+        const std::wstring name = behaviour + L"-ndp48-x86-x64-allos-enu";
+        test_support::CopyBuiltProgram(L"net_installer_stub.exe", files_, name);
+        InstallerEnvironment environment;
+        environment.netInstallerUrl =
+            L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) + L"/files/" + name;
+        AgentInstaller installer(environment);
+        installer.UseRuntime(session_.runtime.Get());
+        return installer.InstallMissingNetFrameworkInstaller();
+    }
+
+    static constexpr wchar_t kKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
+    std::string port_;
+    std::wstring files_;
+    CLibraryLoader loader_;
+    CObjectSmPtr<CRuntimeSettings> host_{new CRuntimeSettings()};
+    RuntimeSession session_;
+};
+
+TEST_F(NetFrameworkInstaller, TheRegistryDecidesExceptForARestart) {
+    EXPECT_EQ(RunStub(L"set-exit0"), kStatusOk);
+    wchar_t temp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temp);
+    const std::string arguments = ReadFileBytes(std::wstring(temp) + L"net-installer-args.txt");
+    EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(arguments.data()),
+                           arguments.size() / 2)
+                  .substr(arguments.size() / 2 - 13),
+              L"/q /norestart");
+
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
+    EXPECT_EQ(RunStub(L"set-exit1603"), kStatusOk);
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
+    EXPECT_EQ(RunStub(L"exit1603"), kStatusStillMissing);
+    EXPECT_EQ(RunStub(L"exit3010"), kStatusPendingRestart);
+
+    InstallerEnvironment nowhere;
+    nowhere.netInstallerUrl =
+        L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) + L"/files/absent.exe";
+    AgentInstaller installer(nowhere);
+    installer.UseRuntime(session_.runtime.Get());
+    EXPECT_TRUE(Failed(installer.InstallMissingNetFrameworkInstaller()));
+    AgentInstaller withoutRuntime(nowhere);
+    EXPECT_EQ(withoutRuntime.InstallMissingNetFrameworkInstaller(), kStatusDownloadUnavailable);
+}
+
+// The scheduler's own service is stood in for by the test service.
+class SchedulerProbe : public ::testing::Test {
+protected:
+    void SetUp() override {
+        service_sys::DeleteServiceByName(kService);
+        ASSERT_EQ(service_sys::CreateOrUpdateService(
+                      kService, test_support::BinFolder() + L"\\test_service.exe",
+                      service_sys::kOwnProcess, service_sys::kDemandStart),
+                  kStatusOk);
+        ASSERT_EQ(service_sys::StartServiceByName(kService), kStatusOk);
+        ASSERT_TRUE(WaitFor(SERVICE_RUNNING));
+    }
+    void TearDown() override {
+        service_sys::StopService(kService);
+        WaitFor(SERVICE_STOPPED);
+        service_sys::DeleteServiceByName(kService);
+    }
+    static bool WaitFor(DWORD state) {
+        for (int pass = 0; pass < 100; ++pass) {
+            if (service_sys::GetServiceState(kService) == state) {
+                return true;
+            }
+            Sleep(100);
+        }
+        return false;
+    }
+    static DWORD ServicePid() {
+        SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
+        SC_HANDLE service = OpenServiceW(manager, kService, SERVICE_QUERY_STATUS);
+        SERVICE_STATUS_PROCESS status{};
+        DWORD needed = 0;
+        QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                             sizeof(status), &needed);
+        CloseServiceHandle(service);
+        CloseServiceHandle(manager);
+        return status.dwProcessId;
+    }
+    InstallerEnvironment Probe(const std::wstring& childArguments) {
+        InstallerEnvironment environment;
+        environment.schedulerService = kService;
+        environment.schedulerProbeLimitMs = 2000;
+        environment.schedulerProbe = process_sys::BuildCommandLine(
+            test_support::BinFolder() + L"\\test_child.exe", childArguments.c_str());
+        return environment;
+    }
+    static constexpr wchar_t kService[] = L"HollinSetupTestScheduler";
+};
+
+TEST_F(SchedulerProbe, AHungProbeRestartsTheService) {
+    const DWORD pid = ServicePid();
+    {
+        AgentInstaller installer(Probe(L"exit 3"));  // in time, whatever its exit code
+        EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
+        EXPECT_EQ(ServicePid(), pid);
+    }
+    CountedPauses pauses;
+    AgentInstaller installer(Probe(L"sleep 10000"));
+    EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
+    EXPECT_EQ(pauses.total, std::chrono::milliseconds(2000));
+    EXPECT_TRUE(WaitFor(SERVICE_RUNNING));
+    EXPECT_NE(ServicePid(), pid);
+
+    InstallerEnvironment missing = Probe(L"");
+    missing.schedulerProbe = L"C:\\no\\such\\schtasks.exe";
+    AgentInstaller noProbe(missing);
+    EXPECT_EQ(noProbe.RestartTaskSchedulerServiceIfNeeded(), kStatusProbeNotStarted);
+}
+
+}  // namespace
