@@ -5,6 +5,8 @@
 #include <regex>
 
 #include "setup/install/agent_installer.h"
+#include "setup/runtime/payload.h"
+#include "setup/setup_settings.h"
 #include "setup/runtime/runtime_settings.h"
 #include "setup/uninstall/deferred_deletion.h"
 #include "sys/process_sys.h"
@@ -317,6 +319,54 @@ TEST_F(SchedulerProbe, AHungProbeRestartsTheService) {
     missing.schedulerProbe = L"C:\\no\\such\\schtasks.exe";
     AgentInstaller noProbe(missing);
     EXPECT_EQ(noProbe.RestartTaskSchedulerServiceIfNeeded(), kStatusProbeNotStarted);
+}
+
+}  // namespace
+
+namespace {
+
+// How many invite requests the backend recorded for a case.
+int RecordedRequests(IRuntime* runtime, const std::string& port, const std::string& testCase) {
+    CObjectSmPtr<ICommunication> communication;
+    runtime->GetCommunication(communication.Receive());
+    const std::string url = "http://127.0.0.1:" + port + "/" + testCase + "/requests";
+    CObjectSmPtr<IRequest> request;
+    communication->CreateRequest(url.c_str(), request.Receive());
+    CObjectSmPtr<IPayload> response(new CPayload());
+    std::uint32_t status = 0;
+    communication->Send(request.Get(), kHttpGet, nullptr, response.Get(), &status);
+    const std::string body(reinterpret_cast<const char*>(response->Data()), response->Size());
+    int count = 0;
+    for (size_t at = body.find("\"DELETE\""); at != std::string::npos;
+         at = body.find("\"DELETE\"", at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// The invite loop, run by the installation in this process against the backend.
+TEST_F(NetFrameworkInstaller, InviteIsAskedSixtyTimesUnlessItIsGone) {
+    SetupSettings& settings = GetSetupSettings();
+    settings.token = L"invite-loop-token-0123456789abcdef";
+    const std::wstring base = L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end());
+    {
+        settings.serverUrl = base + L"/InviteLoopError/error";
+        CountedPauses pauses;
+        AgentInstaller installer;
+        EXPECT_EQ(installer.Install(nullptr), kStatusHttpStatus);
+        EXPECT_GE(pauses.count, 60);
+        EXPECT_EQ(RecordedRequests(session_.runtime.Get(), port_, "InviteLoopError"), 60);
+    }
+    {
+        settings.serverUrl = base + L"/InviteLoopGone/gone";
+        CountedPauses pauses;
+        AgentInstaller installer;
+        EXPECT_EQ(installer.Install(nullptr), kStatusInviteGone);
+        EXPECT_EQ(RecordedRequests(session_.runtime.Get(), port_, "InviteLoopGone"), 1);
+    }
+    EXPECT_FALSE(test_support::FileExists(L"C:\\Program Files\\ZELKO Software"));
+    std::error_code ignored;
+    std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
 }
 
 }  // namespace
