@@ -14,6 +14,7 @@
 
 namespace {
 
+using test_support::Narrow;
 using test_support::ReadFileBytes;
 
 const std::wstring kProgramFolder = L"C:\\Program Files\\ZELKO Software\\Business Agent";
@@ -265,6 +266,33 @@ TEST_F(Installation, RolledBackWhenTheConfigurationCannotBeMoved) {
     MachineState expected = before;
     expected.agentValues.erase(L"DeploymentId");
     EXPECT_EQ(MachineState::Take(), expected);
+}
+
+// Steps that no real condition makes fail here fail through the installation's seam, in a
+// package whose setup program is the fault-injecting stand-in.
+TEST_F(Installation, RolledBackAfterEachFailingStep) {
+    ASSERT_EQ(Install(L"accept"), 0u);
+    const MachineState before = MachineState::Take();
+    test_support::TempFolder package;
+    for (const wchar_t* file : {L"runtime.dll", L"sqlite3.dll", L"agentsvc.exe"}) {
+        test_support::CopyBuiltProgram(std::wstring(L"..\\package\\") + file, package.Path(),
+                                       file);
+    }
+    test_support::CopyBuiltProgram(L"fault_install.exe", package.Path(), L"setup.exe");
+    for (const wchar_t* step : {L"copy", L"config-copy", L"service", L"recovery", L"start"}) {
+        SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
+        EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
+        EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
+    }
+    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", nullptr);
+
+    // Without .NET Framework 4.8 the installer is fetched from an address that does not
+    // answer here, a real failure after the previous folder was moved aside.
+    const wchar_t kNetKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kNetKey, L"Release");
+    EXPECT_TRUE(Failed(static_cast<Status>(Install(L"accept"))));
+    SetUpTestSuite();
+    EXPECT_EQ(MachineState::Take(), before);
 }
 
 TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {

@@ -1,0 +1,33 @@
+// Runs the installation like a silent setup.exe, with one step made to fail: the step is
+// named by the environment variable HOLLIN_FAULT_STEP ("copy", "config-copy", "service",
+// "recovery", ...). It ends with the installation's status. Used from a package folder of
+// its own, in place of setup.exe.
+#include <windows.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "setup/install/agent_installer.h"
+#include "setup/setup_settings.h"
+
+namespace {
+
+constexpr Status kInjectedFault = ToStatus(0x8000FA17);
+
+Status FailNamedStep(const char* step) {
+    char wanted[64] = {};
+    GetEnvironmentVariableA("HOLLIN_FAULT_STEP", wanted, sizeof(wanted));
+    return std::string(step) == wanted ? kInjectedFault : kStatusOk;
+}
+
+}  // namespace
+
+int wmain() {
+    if (!ParseCommandLine(GetSetupSettings())) {
+        return static_cast<int>(kStatusMissingParameters);
+    }
+    InstallerEnvironment environment;
+    environment.faultAt = FailNamedStep;
+    AgentInstaller installer(environment);
+    return static_cast<int>(installer.Install(nullptr));
+}
