@@ -295,6 +295,27 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
     EXPECT_EQ(MachineState::Take(), before);
 }
 
+TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
+    test_support::TempFolder package;
+    for (const wchar_t* file : {L"runtime.dll", L"sqlite3.dll", L"agentsvc.exe"}) {
+        test_support::CopyBuiltProgram(std::wstring(L"..\\package\\") + file, package.Path(),
+                                       file);
+    }
+    test_support::CopyBuiltProgram(L"fault_install.exe", package.Path(), L"setup.exe");
+    const std::wstring name = L"set-exit3010-ndp48-x86-x64-allos-enu";
+    std::filesystem::create_directories(BackendFolder() + L"\\files");
+    test_support::CopyBuiltProgram(L"net_installer_stub.exe", BackendFolder() + L"\\files", name);
+    const wchar_t kNetKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kNetKey, L"Release");
+    const std::wstring url = L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) +
+                             L"/files/" + name;
+    SetEnvironmentVariableW(L"HOLLIN_NET_URL", url.c_str());
+    EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x10000005u);
+    SetEnvironmentVariableW(L"HOLLIN_NET_URL", nullptr);
+    SetUpTestSuite();
+    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+}
+
 TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
     ASSERT_EQ(Install(L"accept"), 0u);
     const MachineState before = MachineState::Take();

@@ -1,7 +1,8 @@
 // Runs the installation like a silent setup.exe, with one step made to fail: the step is
 // named by the environment variable HOLLIN_FAULT_STEP ("copy", "config-copy", "service",
-// "recovery", ...). It ends with the installation's status. Used from a package folder of
-// its own, in place of setup.exe.
+// "recovery", ...). HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
+// ends with the installation's status. Used from a package folder of its own, in place of
+// setup.exe.
 #include <windows.h>
 
 #include <cstdlib>
@@ -28,6 +29,10 @@ int wmain() {
     }
     InstallerEnvironment environment;
     environment.faultAt = FailNamedStep;
+    wchar_t netUrl[1024] = {};
+    if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
+        environment.netInstallerUrl = netUrl;
+    }
     AgentInstaller installer(environment);
     return static_cast<int>(installer.Install(nullptr));
 }
