@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "sys/status.h"
+
+constexpr Status kStatusDatabaseUnavailable = ToStatus(0x80000021);
+
+// Whether the console's policy asks for a password before the agent may be removed. The
+// flag is written only on success. The password itself is checked by the agent alone.
+Status ReadUninstallPasswordPolicy(bool& requiresPassword);
+// The same for a given database file.
+Status ReadUninstallPasswordPolicy(const std::wstring& databasePath, bool& requiresPassword);

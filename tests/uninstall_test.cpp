@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "db/sqlite_api.h"
+#include "setup/uninstall/uninstall.h"
+#include "sys/service_sys.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+using test_support::FileExists;
+using test_support::ReadFileBytes;
+
+const std::wstring kCompanyProgramFolder = L"C:\\Program Files\\ZELKO Software";
+const std::wstring kProgramFolder = kCompanyProgramFolder + L"\\Business Agent";
+const std::wstring kDataFolder = L"C:\\ProgramData\\ZELKO Software\\Business Agent";
+const std::wstring kAgentKey = L"SOFTWARE\\ZELKO Software\\Business Agent";
+const std::wstring kUninstallKey =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Zelko Business";
+const std::wstring kSessionManager = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+
+bool KeyExists(const std::wstring& key) {
+    HKEY opened = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
+        return false;
+    }
+    RegCloseKey(opened);
+    return true;
+}
+
+bool WaitForServiceState(DWORD state) {
+    for (int pass = 0; pass < 100; ++pass) {
+        if (service_sys::GetServiceState(L"ClientManager") == state) {
+            return true;
+        }
+        Sleep(100);
+    }
+    return false;
+}
+
+// Real installations and removals with setup.exe from the package folder.
+class Uninstallation : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
+        for (wchar_t& c : folder) {
+            c = c == L'/' ? L'\\' : c;
+        }
+        port_ = ReadFileBytes(folder + L"\\backend.port");
+        ASSERT_FALSE(port_.empty()) << "the backend does not run";
+        const DWORD release = 528040;
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE,
+                        L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full", L"Release",
+                        REG_DWORD, &release, sizeof(release));
+        CleanMachine();
+    }
+    void TearDown() override { CleanMachine(); }
+
+    static void CleanMachine() {
+        service_sys::StopService(L"ClientManager");
+        WaitForServiceState(SERVICE_STOPPED);
+        service_sys::DeleteServiceByName(L"ClientManager");
+        std::error_code ignored;
+        std::filesystem::remove_all(kCompanyProgramFolder, ignored);
+        std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ZELKO Software");
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kUninstallKey.c_str());
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
+                           L"PendingFileRenameOperations");
+    }
+
+    DWORD Setup(const std::wstring& arguments) {
+        const std::wstring setup = test_support::BinFolder() + L"\\..\\package\\setup.exe";
+        return test_support::RunAndWait(L"\"" + setup + L"\" " + arguments, 300000);
+    }
+
+    void InstallWithPolicy(bool requirePassword, const char* password) {
+        const std::string url = "http://127.0.0.1:" + port_ + "/uninstall/accept";
+        ASSERT_EQ(Setup(L"/i -sil 1 -tok uninstall-test-token-0123456789abcd -svr " +
+                        std::wstring(url.begin(), url.end())),
+                  0u);
+        std::filesystem::create_directories(kDataFolder + L"\\database");
+        SqliteApi api;
+        sqlite3* database = nullptr;
+        ASSERT_EQ(api.open16((kDataFolder + L"\\database\\agent.db").c_str(), &database),
+                  SQLITE_OK);
+        const std::string sql =
+            "CREATE TABLE policy (uninstall_requires_password INTEGER, uninstall_password TEXT);"
+            "INSERT INTO policy VALUES (" +
+            std::string(requirePassword ? "1" : "0") + ", '" + password + "');";
+        EXPECT_EQ(api.exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+        api.close_v2(database);
+        ASSERT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    }
+
+    static std::wstring Base64(const std::string& text) {
+        const std::string encoded = test_support::Base64(text);
+        return std::wstring(encoded.begin(), encoded.end());
+    }
+
+    std::string port_;
+};
+
+TEST_F(Uninstallation, NothingInstalled) {
+    EXPECT_EQ(UninstallAgent(nullptr, L""), kStatusNothingInstalled);
+}
+
+TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
+    InstallWithPolicy(true, "pa\"ss\\word");
+    EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("wrong")),
+              static_cast<DWORD>(kStatusPasswordRefused));
+    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    EXPECT_TRUE(FileExists(kProgramFolder + L"\\agentsvc.exe"));
+
+    // The right one, holding a double quote and a backslash, reaches the agent escaped.
+    EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("pa\"ss\\word")), 0u);
+    wchar_t temp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temp);
+    const std::string bytes = ReadFileBytes(std::wstring(temp) + L"farewell-commandline.txt");
+    const std::wstring line(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
+    EXPECT_NE(line.find(L"--nodaemon --farewell --password \"pa\\\"ss\\\\word\""),
+              std::wstring::npos)
+        << test_support::Narrow(line);
+
+    EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"), L"");
+    EXPECT_FALSE(FileExists(kProgramFolder));
+    EXPECT_FALSE(FileExists(kDataFolder));
+    EXPECT_FALSE(KeyExists(kUninstallKey));
+    EXPECT_FALSE(KeyExists(kAgentKey));
+    EXPECT_FALSE(KeyExists(L"SOFTWARE\\ZELKO Software\\SB Runtime"));
+}
+
+TEST_F(Uninstallation, KeepsTheDataFolderWhenAsked) {
+    InstallWithPolicy(false, "");
+    const DWORD keep = 1;
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kAgentKey.c_str(), L"KeepDataDir", REG_DWORD, &keep,
+                    sizeof(keep));
+    EXPECT_EQ(Setup(L"/u -sil 1"), 0u);  // no password asked, none given
+    EXPECT_TRUE(FileExists(kDataFolder + L"\\database\\agent.db"));
+    EXPECT_FALSE(FileExists(kProgramFolder));
+}
+
+TEST_F(Uninstallation, LockedProgramFolderIsRemovedAtRestart) {
+    InstallWithPolicy(false, "");
+    const std::wstring locked = kProgramFolder + L"\\agent.lock";
+    HANDLE held = CreateFileW(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                              CREATE_ALWAYS, 0, nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(Setup(L"/u -sil 1"), static_cast<DWORD>(kStatusPendingRestart));
+    CloseHandle(held);
+
+    std::wstring renamed;
+    for (const auto& entry : std::filesystem::directory_iterator(kCompanyProgramFolder)) {
+        renamed = entry.path().filename().wstring();
+    }
+    EXPECT_TRUE(std::regex_match(test_support::Narrow(renamed),
+                                 std::regex(R"(Business Agent\.[a-z]{6}\.delete)")))
+        << test_support::Narrow(renamed);
+
+    std::vector<wchar_t> buffer(65536);
+    DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+    ASSERT_EQ(RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
+                           L"PendingFileRenameOperations", RRF_RT_REG_MULTI_SZ, nullptr,
+                           buffer.data(), &size),
+              ERROR_SUCCESS);
+    std::vector<std::wstring> sources;
+    const wchar_t* end = buffer.data() + size / sizeof(wchar_t);
+    for (const wchar_t* p = buffer.data(); p < end && *p != L'\0'; p += wcslen(p) + 2) {
+        sources.emplace_back(p);
+    }
+    const std::wstring folder = L"\\??\\" + kCompanyProgramFolder + L"\\" + renamed;
+    ASSERT_FALSE(sources.empty());
+    EXPECT_EQ(sources.back(), folder) << "the folder after its content";
+    EXPECT_NE(std::find(sources.begin(), sources.end(), folder + L"\\agent.lock"),
+              sources.end());
+}
+
+}  // namespace
