@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The main job, as an administrator sees it: a silent installation of the agent into a
-# fresh Wine prefix against a local backend, then an installation over it (an upgrade).
+# fresh Wine prefix against a local backend, an installation over it (an upgrade), and a
+# silent uninstallation under a policy that asks for a password.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -28,14 +29,15 @@ wine reg add 'HKLM\SOFTWARE\Microsoft\NET Framework Setup\NDP\v4\Full' /v Releas
 
 meaning() {
     case $1 in
-        0x00000000) echo "installation finished" ;;
+        0x00000000) echo "success" ;;
         0x00000001) echo "another setup is running in this session" ;;
         0x00000005) echo "silent uninstall, but the agent is not running" ;;
         0x10000005) echo "installed; a restart finishes it" ;;
-        0x80000017) echo "the command line could not be parsed (Missing parameters)" ;;
         0x80000052) echo "a restart is needed first" ;;
         0x80000060) echo "silent run without administrator rights" ;;
         0x80000064) echo "the backend says this installer is no longer valid" ;;
+        0x80000031) echo "nothing is installed" ;;
+        0x80000017) echo "the agent refused the password" ;;
         0x80000157) echo "the hand-over program or the agent could not be started" ;;
         *) echo "see the log" ;;
     esac
@@ -87,3 +89,37 @@ run "an installer whose invite the backend no longer knows" \
     /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/gone"
 show "service after the refused installation"
 w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || true
+
+# The console's policy, as the agent keeps it in its database: a password is required.
+db="$WINEPREFIX/drive_c/ProgramData/ZELKO Software/Business Agent/database"
+mkdir -p "$db"
+python3 - "$db/agent.db" <<'PY2'
+import sqlite3, sys
+con = sqlite3.connect(sys.argv[1])
+con.execute("CREATE TABLE policy (uninstall_requires_password INTEGER, uninstall_password TEXT)")
+con.execute("INSERT INTO policy VALUES (1, 'S3cret!')")
+con.commit()
+PY2
+show "policy in agent.db: a password is required to uninstall"
+
+b64() { printf '%s' "$1" | base64; }
+run "silent uninstall with a wrong password" /u -sil 1 -password "$(b64 wrong)"
+show "service after the refused uninstall"
+w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || true
+
+run "silent uninstall with the right password" /u -sil 1 -password "$(b64 'S3cret!')"
+show "what is left on the machine"
+w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || echo "   service ClientManager: gone"
+for folder in "Program Files" "ProgramData"; do
+    if [ -e "$WINEPREFIX/drive_c/$folder/ZELKO Software/Business Agent" ]; then
+        echo "   C:\\$folder\\ZELKO Software\\Business Agent: still there"
+    else
+        echo "   C:\\$folder\\ZELKO Software\\Business Agent: removed"
+    fi
+done
+w reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\Zelko Business' >/dev/null 2>&1 &&
+    echo "   uninstall entry: still there" || echo "   uninstall entry: removed"
+w reg query 'HKLM\SOFTWARE\ZELKO Software\Business Agent' >/dev/null 2>&1 &&
+    echo "   runtime settings: still there" || echo "   runtime settings: removed"
+
+run "silent uninstall when nothing is installed" /u -sil 1
