@@ -9,18 +9,10 @@
 #include "setup/runtime/payload.h"
 #include "setup/runtime/runtime_bridge.h"
 #include "setup/runtime/runtime_settings.h"
+#include "tests/support/agent_machine.h"
 #include "tests/support/test_support.h"
 
 namespace {
-
-// The backend's folder as this program sees it through Wine's Z: drive.
-std::wstring BackendFolder() {
-    std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
-    for (wchar_t& c : folder) {
-        c = c == L'/' ? L'\\' : c;
-    }
-    return folder;
-}
 
 const std::wstring kToken = L"invite-0123456789abcdef0123456789";
 
@@ -28,7 +20,7 @@ const std::wstring kToken = L"invite-0123456789abcdef0123456789";
 class InviteExchange : public ::testing::Test {
 protected:
     void SetUp() override {
-        port_ = test_support::ReadFileBytes(BackendFolder() + L"\\backend.port");
+        port_ = agent_machine::BackendPort();
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
         ASSERT_EQ(StartRuntime(loader_, SetupSettings(), host_.Get(), session_), kStatusOk);
         CObjectSmPtr<IRuntimeManagerConfiguration> configuration;

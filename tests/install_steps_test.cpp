@@ -11,6 +11,7 @@
 #include "setup/uninstall/deferred_deletion.h"
 #include "sys/process_sys.h"
 #include "sys/service_sys.h"
+#include "tests/support/agent_machine.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -195,13 +196,9 @@ TEST_F(NetFramework, ReleaseThresholdInEitherView) {
 class NetFrameworkInstaller : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
-        for (wchar_t& c : folder) {
-            c = c == L'/' ? L'\\' : c;
-        }
-        port_ = ReadFileBytes(folder + L"\\backend.port");
+        port_ = agent_machine::BackendPort();
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        files_ = folder + L"\\files";
+        files_ = agent_machine::BackendFolder() + L"\\files";
         std::filesystem::create_directories(files_);
         ASSERT_EQ(StartRuntime(loader_, SetupSettings(), host_.Get(), session_), kStatusOk);
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);

@@ -10,6 +10,7 @@
 
 #include "sys/process_sys.h"
 #include "sys/service_sys.h"
+#include "tests/support/agent_machine.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -17,21 +18,9 @@ namespace {
 using test_support::Narrow;
 using test_support::ReadFileBytes;
 
-const std::wstring kProgramFolder = L"C:\\Program Files\\ZELKO Software\\Business Agent";
-const std::wstring kDataFolder = L"C:\\ProgramData\\ZELKO Software\\Business Agent";
-const std::wstring kAgentKey = L"SOFTWARE\\ZELKO Software\\Business Agent";
-const std::wstring kUninstallKey =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Zelko Business";
-const std::wstring kSessionManager = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
-const std::wstring kToken = L"install-test-token-0123456789abcdef";
+using namespace agent_machine;
 
-std::wstring BackendFolder() {
-    std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
-    for (wchar_t& c : folder) {
-        c = c == L'/' ? L'\\' : c;
-    }
-    return folder;
-}
+const std::wstring kToken = L"install-test-token-0123456789abcdef";
 
 std::wstring ReadText(HKEY root, const std::wstring& key, const wchar_t* name) {
     wchar_t value[1024] = {};
@@ -67,16 +56,6 @@ std::vector<std::wstring> ValueNames(const std::wstring& key) {
     }
     RegCloseKey(opened);
     return names;
-}
-
-bool WaitForServiceState(DWORD state) {
-    for (int pass = 0; pass < 100; ++pass) {
-        if (service_sys::GetServiceState(L"ClientManager") == state) {
-            return true;
-        }
-        Sleep(100);
-    }
-    return false;
 }
 
 // What an administrator would compare before and after a failed installation.
@@ -117,7 +96,7 @@ struct MachineState {
         service_sys::ServiceStartMode mode{};
         service_sys::GetStartMode(L"ClientManager", mode);
         state.startType = mode;
-        WaitForServiceState(SERVICE_RUNNING);
+        WaitForAgentState(SERVICE_RUNNING);
         state.serviceState = service_sys::GetServiceState(L"ClientManager");
         for (const std::wstring& name : ValueNames(kAgentKey)) {
             state.agentValues[name] = ReadText(HKEY_LOCAL_MACHINE, kAgentKey, name.c_str());
@@ -129,33 +108,14 @@ struct MachineState {
 // Real installations with setup.exe from the package folder, against the testbed backend.
 class Installation : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        // The test machine has .NET Framework 4.8, as most machines do.
-        const DWORD release = 528040;
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE,
-                        L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full", L"Release",
-                        REG_DWORD, &release, sizeof(release));
-    }
+    static void SetUpTestSuite() { SetNetFrameworkInstalled(); }
 
     void SetUp() override {
-        port_ = ReadFileBytes(BackendFolder() + L"\\backend.port");
+        port_ = BackendPort();
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
         CleanMachine();
     }
     void TearDown() override { CleanMachine(); }
-
-    static void CleanMachine() {
-        service_sys::StopService(L"ClientManager");
-        WaitForServiceState(SERVICE_STOPPED);
-        service_sys::DeleteServiceByName(L"ClientManager");
-        std::error_code ignored;
-        std::filesystem::remove_all(L"C:\\Program Files\\ZELKO Software", ignored);
-        std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ZELKO Software");
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kUninstallKey.c_str());
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
-                           L"PendingFileRenameOperations");
-    }
 
     std::wstring Backend(const std::string& answer) const {
         const std::string url = "http://127.0.0.1:" + port_ + "/" + Case() + "/" + answer;
@@ -167,9 +127,7 @@ protected:
 
     DWORD Install(const std::wstring& answer, const std::wstring& more = L"",
                   const std::wstring& package = L"") {
-        const std::wstring setup =
-            (package.empty() ? test_support::BinFolder() + L"\\..\\package" : package) +
-            L"\\setup.exe";
+        const std::wstring setup = package.empty() ? PackageSetup() : package + L"\\setup.exe";
         return test_support::RunAndWait(L"\"" + setup + L"\" /i -sil 1 -tok " + kToken +
                                             L" -svr " + Backend(std::string(answer.begin(), answer.end())) +
                                             L" " + more,
@@ -190,7 +148,7 @@ TEST_F(Installation, FirstInstallationThenUpgrade) {
     service_sys::GetStartMode(L"ClientManager", mode);
     EXPECT_EQ(type, service_sys::kOwnProcess);
     EXPECT_EQ(mode, service_sys::kAutoStart);
-    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
 
     // Wine lists values by name, not in the order they were written: compare the sets.
     std::vector<std::wstring> names = ValueNames(kUninstallKey);
@@ -218,7 +176,7 @@ TEST_F(Installation, FirstInstallationThenUpgrade) {
 
     // Over the installed agent: the old folder is moved aside and removed afterwards.
     ASSERT_EQ(Install(L"accept"), 0u);
-    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kAgentKey, L"DeploymentId"), L"<none>");
     EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString"),
               L"\"" + kProgramFolder + L"\\setup.exe\" /u");
@@ -274,11 +232,7 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
     ASSERT_EQ(Install(L"accept"), 0u);
     const MachineState before = MachineState::Take();
     test_support::TempFolder package;
-    for (const wchar_t* file : {L"runtime.dll", L"sqlite3.dll", L"agentsvc.exe"}) {
-        test_support::CopyBuiltProgram(std::wstring(L"..\\package\\") + file, package.Path(),
-                                       file);
-    }
-    test_support::CopyBuiltProgram(L"fault_install.exe", package.Path(), L"setup.exe");
+    CopyPackageWith(package.Path(), L"fault_install.exe");
     for (const wchar_t* step : {L"copy", L"config-copy", L"service", L"recovery", L"start"}) {
         SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
         EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
@@ -291,17 +245,13 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
     const wchar_t kNetKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kNetKey, L"Release");
     EXPECT_TRUE(Failed(static_cast<Status>(Install(L"accept"))));
-    SetUpTestSuite();
+    SetNetFrameworkInstalled();
     EXPECT_EQ(MachineState::Take(), before);
 }
 
 TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
     test_support::TempFolder package;
-    for (const wchar_t* file : {L"runtime.dll", L"sqlite3.dll", L"agentsvc.exe"}) {
-        test_support::CopyBuiltProgram(std::wstring(L"..\\package\\") + file, package.Path(),
-                                       file);
-    }
-    test_support::CopyBuiltProgram(L"fault_install.exe", package.Path(), L"setup.exe");
+    CopyPackageWith(package.Path(), L"fault_install.exe");
     const std::wstring name = L"set-exit3010-ndp48-x86-x64-allos-enu";
     std::filesystem::create_directories(BackendFolder() + L"\\files");
     test_support::CopyBuiltProgram(L"net_installer_stub.exe", BackendFolder() + L"\\files", name);
@@ -312,8 +262,8 @@ TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
     SetEnvironmentVariableW(L"HOLLIN_NET_URL", url.c_str());
     EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x10000005u);
     SetEnvironmentVariableW(L"HOLLIN_NET_URL", nullptr);
-    SetUpTestSuite();
-    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    SetNetFrameworkInstalled();
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
 }
 
 TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
@@ -321,10 +271,7 @@ TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
     const MachineState before = MachineState::Take();
     // A package without the agent's executable registers a service that cannot start.
     test_support::TempFolder broken;
-    for (const wchar_t* file : {L"setup.exe", L"runtime.dll", L"sqlite3.dll"}) {
-        test_support::CopyBuiltProgram(std::wstring(L"..\\package\\") + file, broken.Path(),
-                                       file);
-    }
+    CopyPackageWith(broken.Path(), L"..\\package\\setup.exe", false);
     EXPECT_EQ(Install(L"accept", L"", broken.Path()), static_cast<DWORD>(0x80000052));
     EXPECT_EQ(MachineState::Take(), before);
 }

@@ -6,6 +6,7 @@
 #include "db/sqlite_api.h"
 #include "setup/uninstall/uninstall.h"
 #include "sys/service_sys.h"
+#include "tests/support/agent_machine.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -13,13 +14,7 @@ namespace {
 using test_support::FileExists;
 using test_support::ReadFileBytes;
 
-const std::wstring kCompanyProgramFolder = L"C:\\Program Files\\ZELKO Software";
-const std::wstring kProgramFolder = kCompanyProgramFolder + L"\\Business Agent";
-const std::wstring kDataFolder = L"C:\\ProgramData\\ZELKO Software\\Business Agent";
-const std::wstring kAgentKey = L"SOFTWARE\\ZELKO Software\\Business Agent";
-const std::wstring kUninstallKey =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Zelko Business";
-const std::wstring kSessionManager = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+using namespace agent_machine;
 
 bool KeyExists(const std::wstring& key) {
     HKEY opened = nullptr;
@@ -30,50 +25,19 @@ bool KeyExists(const std::wstring& key) {
     return true;
 }
 
-bool WaitForServiceState(DWORD state) {
-    for (int pass = 0; pass < 100; ++pass) {
-        if (service_sys::GetServiceState(L"ClientManager") == state) {
-            return true;
-        }
-        Sleep(100);
-    }
-    return false;
-}
-
 // Real installations and removals with setup.exe from the package folder.
 class Uninstallation : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
-        for (wchar_t& c : folder) {
-            c = c == L'/' ? L'\\' : c;
-        }
-        port_ = ReadFileBytes(folder + L"\\backend.port");
+        port_ = BackendPort();
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        const DWORD release = 528040;
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE,
-                        L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full", L"Release",
-                        REG_DWORD, &release, sizeof(release));
+        SetNetFrameworkInstalled();
         CleanMachine();
     }
     void TearDown() override { CleanMachine(); }
 
-    static void CleanMachine() {
-        service_sys::StopService(L"ClientManager");
-        WaitForServiceState(SERVICE_STOPPED);
-        service_sys::DeleteServiceByName(L"ClientManager");
-        std::error_code ignored;
-        std::filesystem::remove_all(kCompanyProgramFolder, ignored);
-        std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ZELKO Software");
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kUninstallKey.c_str());
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
-                           L"PendingFileRenameOperations");
-    }
-
     DWORD Setup(const std::wstring& arguments) {
-        const std::wstring setup = test_support::BinFolder() + L"\\..\\package\\setup.exe";
-        return test_support::RunAndWait(L"\"" + setup + L"\" " + arguments, 300000);
+        return test_support::RunAndWait(L"\"" + PackageSetup() + L"\" " + arguments, 300000);
     }
 
     void InstallWithPolicy(bool requirePassword, const char* password) {
@@ -92,7 +56,7 @@ protected:
             std::string(requirePassword ? "1" : "0") + ", '" + password + "');";
         EXPECT_EQ(api.exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
         api.close_v2(database);
-        ASSERT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+        ASSERT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     }
 
     static std::wstring Base64(const std::string& text) {
@@ -111,7 +75,7 @@ TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
     InstallWithPolicy(true, "pa\"ss\\word");
     EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("wrong")),
               static_cast<DWORD>(kStatusPasswordRefused));
-    EXPECT_TRUE(WaitForServiceState(SERVICE_RUNNING));
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_TRUE(FileExists(kProgramFolder + L"\\agentsvc.exe"));
 
     // The right one, holding a double quote and a backslash, reaches the agent escaped.
