@@ -2,6 +2,7 @@
 
 #include <gdiplus.h>
 
+#include <exception>
 #include <memory>
 
 #include "resources/resource.h"
@@ -183,9 +184,15 @@ DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
     windowClassInfo.lpszClassName = windowClass;
     RegisterClassExW(&windowClassInfo);
 
-    DWORD exitCode = (settings.silent || !settings.sessionActive)
-                         ? RunSilent(settings)
-                         : RunWindowed(instance, settings, windowClass, title);
+    DWORD exitCode;
+    try {
+        exitCode = (settings.silent || !settings.sessionActive)
+                       ? RunSilent(settings)
+                       : RunWindowed(instance, settings, windowClass, title);
+    } catch (const std::exception&) {
+        // A build whose version information names no brand cannot install anything.
+        exitCode = static_cast<DWORD>(kStatusUnknownBrand);
+    }
 
     if (runningMarker != nullptr) {
         CloseHandle(runningMarker);

@@ -27,6 +27,7 @@ constexpr Status kStatusInviteGone = ToStatus(0x80000064);
 constexpr Status kStatusHttpStatus = ToStatus(0x80000203);
 constexpr Status kStatusCannotStartProgram = ToStatus(0x80000157);
 constexpr Status kStatusFileWriteFailed = ToStatus(0x80000040);
+constexpr Status kStatusUnknownBrand = ToStatus(0x80000043);
 constexpr Status kStatusVersionUnreadable = ToStatus(0x80000041);
 // Returned by the operations that later work fills in.
 constexpr Status kStatusNotImplemented = ToStatus(0x80004001);

@@ -62,6 +62,11 @@ TEST_F(Dispatch, CloneRunStartsTheAgentBesideSetup) {
     EXPECT_EQ(RunSetupExe(L"/i -c -sil 1"), kCloneExitCode);
 }
 
+TEST_F(Dispatch, BuildWithoutBrandRefusesToInstall) {
+    CopyBuiltProgram(L"setup_unbranded.exe", folder_.Path(), L"setup.exe");
+    EXPECT_EQ(RunSetupExe(L"/i -sil 1"), static_cast<DWORD>(kStatusUnknownBrand));
+}
+
 TEST_F(Dispatch, OneSetupPerSession) {
     HANDLE instance = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
     ASSERT_NE(instance, nullptr);

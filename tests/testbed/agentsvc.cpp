@@ -42,16 +42,24 @@ DWORD WINAPI Control(DWORD control, DWORD, void*, void*) {
     return NO_ERROR;
 }
 
-// The agent keeps its program folder under its company's key; the program folder is
-// "<Program Files>\<company>\Business Agent", and the company key is "SOFTWARE\<company>".
-void RecordProgramDirectory() {
+// The agent's company folder name: the parent of the program folder
+// "<Program Files>\\<company>\\Business Agent".
+std::wstring CompanyName() {
     wchar_t path[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, path, MAX_PATH);
     std::wstring folder = path;
     folder.resize(folder.find_last_of(L'\\'));
     const std::wstring parent = folder.substr(0, folder.find_last_of(L'\\'));
-    const std::wstring company = parent.substr(parent.find_last_of(L'\\') + 1);
-    const std::wstring key = L"SOFTWARE\\" + company + L"\\Business Agent";
+    return parent.substr(parent.find_last_of(L'\\') + 1);
+}
+
+// The agent keeps its program folder under its company's key, "SOFTWARE\\<company>".
+void RecordProgramDirectory() {
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring folder = path;
+    folder.resize(folder.find_last_of(L'\\'));
+    const std::wstring key = L"SOFTWARE\\" + CompanyName() + L"\\Business Agent";
     RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ProgramDirectory", REG_SZ,
                     folder.c_str(), static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)));
 }
@@ -65,16 +73,6 @@ void WINAPI ServiceMain(DWORD, wchar_t**) {
     WaitForSingleObject(g_stop, INFINITE);
     CloseHandle(mutex);
     Report(SERVICE_STOPPED);
-}
-
-// The agent's company folder name: the parent of the program folder.
-std::wstring CompanyName() {
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring folder = path;
-    folder.resize(folder.find_last_of(L'\\'));
-    const std::wstring parent = folder.substr(0, folder.find_last_of(L'\\'));
-    return parent.substr(parent.find_last_of(L'\\') + 1);
 }
 
 // The policy's first row, read through sqlite3.dll beside this program: whether a password
