@@ -172,7 +172,10 @@ Status AgentInstaller::Rollback(Status status) {
     const CAgentBranding& brand = *GetBranding();
     LOG_ERROR(kInstall, L"error during installation, performing rollback", status);
     Progress(225);
-    // The self-protection hand-over only logs; asking again changes nothing here.
+    if (protectionRequested_) {
+        // The self-protection hand-over only logs for now.
+        LOG_INFO(kInstall, L"self-protection asked again to protect the agent's folders");
+    }
     DeleteRuntimeValue(L"runtime://agent/deployId");
 
     if (IsFolder(programFolder_) && Failed(DeleteOrDeferFolder(programFolder_))) {
