@@ -40,9 +40,20 @@ DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs) {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info{};
-    if (!CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                        nullptr, &startup, &info)) {
-        ADD_FAILURE() << "cannot start " << Narrow(commandLine) << ": error " << GetLastError();
+    // Wine now and then fails a process start with ERROR_INTERNAL_ERROR when the machine is
+    // busy; the program under test never ran then, so starting it again is safe.
+    BOOL started = FALSE;
+    DWORD error = 0;
+    for (int attempt = 0; attempt < 5 && !started; ++attempt) {
+        mutableLine = commandLine;
+        started = CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0,
+                                 nullptr, nullptr, &startup, &info);
+        error = started ? 0 : GetLastError();
+        if (!started && error != ERROR_INTERNAL_ERROR) break;
+        if (!started) Sleep(500);
+    }
+    if (!started) {
+        ADD_FAILURE() << "cannot start " << Narrow(commandLine) << ": error " << error;
         return 0xDEADBEEF;
     }
     DWORD exitCode = 0xDEADBEEF;
