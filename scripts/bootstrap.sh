@@ -29,6 +29,9 @@ have ninja || need_pkgs+=(ninja-build)
 have dpkg-source || need_pkgs+=(dpkg-dev)
 have python3 || need_pkgs+=(python3)
 [ -d /usr/src/googletest/googletest ] || need_pkgs+=(googletest)
+# The dialogs' text font under Wine, and BMP to PNG for the pictures.
+[ -d /usr/share/fonts/truetype/liberation ] || need_pkgs+=(fonts-liberation)
+[ -x /usr/bin/convert-im6.q16 ] || need_pkgs+=(imagemagick)
 
 apt_updated=0
 apt_update() { [ $apt_updated = 1 ] || { say "apt-get update"; as_root apt-get update -qq; apt_updated=1; }; }

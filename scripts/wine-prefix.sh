@@ -1,16 +1,22 @@
 #!/usr/bin/env bash
-# Makes sure the Wine prefix $1 exists and is set up for headless runs:
-# Wine's null graphics driver, no prompts for Mono or Gecko. Idempotent and
+# Makes sure the Wine prefix $1 exists and is set up for our runs: no prompts for Mono or
+# Gecko, "Arial" drawn with the metric-compatible Liberation Sans (Wine has no Arial), and
+# Wine's null graphics driver unless $2 is "x11" (pictures under Xvfb). Idempotent and
 # safe to call from several processes at once.
 set -euo pipefail
 prefix=$1
+driver=${2:-null}
 mkdir -p "$prefix"
 exec 9>"$prefix.lock"
 flock 9
-[ -f "$prefix/.hollin-ready" ] && exit 0
+[ -f "$prefix/.hollin-ready-4" ] && exit 0
 export WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
-echo "[wine] creating prefix $prefix" >&2
+echo "[wine] setting up prefix $prefix" >&2
 wineboot -i >/dev/null 2>&1 || true
-wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /t REG_SZ /d null /f >/dev/null 2>&1
+if [ "$driver" = null ]; then
+  wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /t REG_SZ /d null /f >/dev/null 2>&1
+fi
+wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v Arial /t REG_SZ \
+  /d "Liberation Sans" /f >/dev/null 2>&1
 wineserver -w
-touch "$prefix/.hollin-ready"
+touch "$prefix/.hollin-ready-4"

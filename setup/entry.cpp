@@ -16,9 +16,6 @@
 
 namespace {
 
-constexpr wchar_t kShutdownBlockReason[] =
-    L"Please wait while finishing installation. Do not shut down computer.";
-
 void SetCurrentDirectoryToSystemFolder() {
     wchar_t folder[MAX_PATH] = {};
     UINT length = GetSystemDirectoryW(folder, MAX_PATH);
@@ -29,26 +26,6 @@ void SetCurrentDirectoryToSystemFolder() {
 
 std::wstring PathBesideSetup(const wchar_t* fileName) {
     return process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + fileName;
-}
-
-// Holds off system shutdown while a windowed run is in progress.
-LRESULT CALLBACK HiddenWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    switch (message) {
-        case WM_CREATE:
-            ShutdownBlockReasonCreate(window, kShutdownBlockReason);
-            return 0;
-        case WM_QUERYENDSESSION:
-            return 0;
-        case WM_CLOSE:
-            DestroyWindow(window);
-            return 0;
-        case WM_DESTROY:
-            ShutdownBlockReasonDestroy(window);
-            PostQuitMessage(0);
-            return 0;
-        default:
-            return DefWindowProcW(window, message, wParam, lParam);
-    }
 }
 
 DWORD RunSilent(const SetupSettings& settings) {
@@ -103,7 +80,7 @@ DWORD RunWindowed(HINSTANCE instance, const SetupSettings& settings, const wchar
     } else {
         return kExitNoWindow;
     }
-    if (!dialog->Start(settings.languageId, settings.beta)) {
+    if (dialog->Create(settings.languageId, settings.beta) == nullptr) {
         return kExitDialogRefused;
     }
 
@@ -176,7 +153,7 @@ DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
     WNDCLASSEXW windowClassInfo{};
     windowClassInfo.cbSize = sizeof(windowClassInfo);
     windowClassInfo.style = CS_HREDRAW | CS_VREDRAW;
-    windowClassInfo.lpfnWndProc = HiddenWindowProc;
+    windowClassInfo.lpfnWndProc = ShutdownBlockWindowProc;
     windowClassInfo.hInstance = instance;
     windowClassInfo.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(IDI_SETUP));
     windowClassInfo.hIconSm = LoadIconW(instance, MAKEINTRESOURCEW(IDI_SMALL));

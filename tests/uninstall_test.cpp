@@ -7,6 +7,7 @@
 #include "setup/uninstall/uninstall.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
+#include "tests/support/policy_db.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -45,17 +46,7 @@ protected:
         ASSERT_EQ(Setup(L"/i -sil 1 -tok uninstall-test-token-0123456789abcd -svr " +
                         std::wstring(url.begin(), url.end())),
                   0u);
-        std::filesystem::create_directories(kDataFolder + L"\\database");
-        SqliteApi api;
-        sqlite3* database = nullptr;
-        ASSERT_EQ(api.open16((kDataFolder + L"\\database\\agent.db").c_str(), &database),
-                  SQLITE_OK);
-        const std::string sql =
-            "CREATE TABLE policy (uninstall_requires_password INTEGER, uninstall_password TEXT);"
-            "INSERT INTO policy VALUES (" +
-            std::string(requirePassword ? "1" : "0") + ", '" + password + "');";
-        EXPECT_EQ(api.exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-        api.close_v2(database);
+        ASSERT_TRUE(WritePasswordPolicy(kDataFolder, requirePassword, password));
         ASSERT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     }
 

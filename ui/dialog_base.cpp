@@ -1,3 +1,415 @@
 #include "ui/dialog_base.h"
 
-CDialogBase::~CDialogBase() = default;
+#include <commctrl.h>
+#include <shellapi.h>
+#include <uxtheme.h>
+
+#include <system_error>
+
+#include "resources/resource.h"
+#include "setup/branding/branding.h"
+#include "sys/process_sys.h"
+#include "ui/button_control.h"
+#include "ui/dialog_seams.h"
+#include "ui/localisation.h"
+#include "ui/rounded_label.h"
+#include "ui/ui_drawing.h"
+
+namespace {
+
+constexpr UINT_PTR kAnimationTimer = 1;
+constexpr wchar_t kShutdownBlockReason[] =
+    L"Please wait while finishing installation. Do not shut down computer.";
+
+BrandId DialogBrand() { return GetBranding()->GetBrandId(); }
+
+}  // namespace
+
+DialogSeams& GetDialogSeams() {
+    static DialogSeams seams;
+    return seams;
+}
+
+bool RunsAsAdministrator() {
+    const auto& seam = GetDialogSeams().isAdministrator;
+    return seam ? seam() : process_sys::IsAdministratorsMember();
+}
+
+void RequestReboot() {
+    if (const auto& seam = GetDialogSeams().requestReboot) {
+        seam();
+        return;
+    }
+    bool wasEnabled = false;
+    process_sys::EnableShutdownPrivilege(wasEnabled);
+    // Planned; application; installation. The answer is not checked: the window closes anyway.
+    ExitWindowsEx(EWX_REBOOT, 0x80040002);
+}
+
+void ShellOpen(const std::wstring& target, int showMode) {
+    if (const auto& seam = GetDialogSeams().shellOpen) {
+        seam(target, showMode);
+        return;
+    }
+    ShellExecuteW(nullptr, L"open", target.c_str(), nullptr, nullptr, showMode);
+}
+
+unsigned BrandBitmapId(BrandBitmap use) {
+    static constexpr unsigned kIds[4][3] = {
+        {IDB_BACKGROUND_ZELKO, IDB_BACKGROUND_ORV, IDB_BACKGROUND_TESSAN},
+        {IDB_CLOSE_ZELKO, IDB_CLOSE_ORV, IDB_CLOSE_TESSAN},
+        {IDB_SUCCESS_ZELKO, IDB_SUCCESS_ORV, IDB_SUCCESS_TESSAN},
+        {IDB_FAILURE_ZELKO, IDB_FAILURE_ORV, IDB_FAILURE_TESSAN},
+    };
+    const BrandId brand = ActiveBrand();
+    const int column = (brand >= kBrandZelko && brand <= kBrandTessan) ? brand - 1 : 0;
+    return kIds[static_cast<int>(use)][column];
+}
+
+LRESULT CALLBACK ShutdownBlockWindowProc(HWND window, UINT message, WPARAM wParam,
+                                         LPARAM lParam) {
+    switch (message) {
+        case WM_CREATE:
+            ShutdownBlockReasonCreate(window, kShutdownBlockReason);
+            return 0;
+        case WM_QUERYENDSESSION:
+            return 0;  // the session must not end while setup runs
+        case WM_CLOSE:
+            DestroyWindow(window);
+            return 0;
+        case WM_DESTROY:
+            ShutdownBlockReasonDestroy(window);
+            PostQuitMessage(0);
+            return 0;
+        default:
+            return DefWindowProcW(window, message, wParam, lParam);
+    }
+}
+
+void WorkerController::StopAndJoin() {
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        stopRequested = 1;
+        condition.notify_all();
+    }
+    if (thread.joinable()) {
+        if (thread.get_id() == std::this_thread::get_id()) {
+            throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+        }
+        thread.join();
+        thread = std::thread();
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    stopRequested = 0;
+}
+
+CDialogBase::~CDialogBase() {
+    for (CButtonControl* button : buttons_) button->Detach();
+    for (CRoundedLabel* label : labels_) label->Detach();
+    worker_.StopAndJoin();
+    if (window_ != nullptr && IsWindow(window_)) {
+        // Detached first, so that tearing the window down does not post another quit.
+        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+        DestroyWindow(window_);
+    }
+    if (background_ != nullptr) DeleteObject(background_);
+    if (GetObjectType(linkBackground_) == OBJ_BRUSH) DeleteObject(linkBackground_);
+    if (titleFont_ != nullptr) DeleteObject(titleFont_);
+    if (textFont_ != nullptr) DeleteObject(textFont_);
+}
+
+HWND CDialogBase::CreateFromTemplate(unsigned templateId) {
+    INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_LINK_CLASS | ICC_PROGRESS_CLASS |
+                                                        ICC_STANDARD_CLASSES};
+    InitCommonControlsEx(&controls);
+    window_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(templateId),
+                                 nullptr, &DialogProc, reinterpret_cast<LPARAM>(this));
+    return window_;
+}
+
+void CDialogBase::SetStatusText(const wchar_t* text) { SetDlgItemTextW(window_, kStatus, text); }
+
+void CDialogBase::ShowControl(unsigned id, bool show) {
+    HWND control = GetDlgItem(window_, static_cast<int>(id));
+    if (control == nullptr) return;
+    EnableWindow(control, show ? TRUE : FALSE);
+    ShowWindow(control, show ? SW_SHOW : SW_HIDE);
+}
+
+void CDialogBase::SetText(unsigned id, const std::wstring& text) {
+    SetDlgItemTextW(window_, static_cast<int>(id), text.c_str());
+}
+
+void CDialogBase::SetString(unsigned id, unsigned stringId) { SetText(id, LoadUiString(stringId)); }
+
+void CDialogBase::MoveControl(unsigned id, int dx, int dy) {
+    HWND control = GetDlgItem(window_, static_cast<int>(id));
+    if (control == nullptr) return;
+    RECT area{};
+    GetWindowRect(control, &area);
+    MapWindowPoints(nullptr, window_, reinterpret_cast<POINT*>(&area), 2);
+    SetWindowPos(control, nullptr, area.left + dx, area.top + dy, 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void CDialogBase::SetControlBitmap(unsigned id, unsigned bitmapId) {
+    HWND control = GetDlgItem(window_, static_cast<int>(id));
+    if (control == nullptr) return;
+    auto* bitmap = static_cast<HBITMAP>(LoadImageW(GetModuleHandleW(nullptr),
+                                                   MAKEINTRESOURCEW(bitmapId), IMAGE_BITMAP, 0,
+                                                   0, LR_DEFAULTCOLOR));
+    if (bitmap == nullptr) return;
+    auto* previous = reinterpret_cast<HBITMAP>(
+        SendMessageW(control, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(bitmap)));
+    if (previous != nullptr && previous != bitmap) DeleteObject(previous);
+    // The control grows to the picture from its top-left corner; some systems keep a
+    // centred-image static at its template size and would clip it.
+    BITMAP info{};
+    GetObjectW(bitmap, sizeof(info), &info);
+    SetWindowPos(control, nullptr, 0, 0, info.bmWidth, info.bmHeight,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void CDialogBase::SetResultIcon(bool success) {
+    SetControlBitmap(kResultIcon,
+                     BrandBitmapId(success ? BrandBitmap::kSuccess : BrandBitmap::kFailure));
+}
+
+void CDialogBase::ApplyFonts() {
+    HDC dc = GetDC(window_);
+    titleFont_ = CreateUiFont(dc, 20, FW_BOLD);
+    textFont_ = CreateUiFont(dc, 10, FW_NORMAL);
+    ReleaseDC(window_, dc);
+    SendDlgItemMessageW(window_, kTitle, WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_), TRUE);
+    SendDlgItemMessageW(window_, kStatus, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
+    SendDlgItemMessageW(window_, kSubtitle, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_),
+                        TRUE);
+}
+
+void CDialogBase::Repaint() {
+    RedrawWindow(window_, nullptr, nullptr,
+                 RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+}
+
+void CDialogBase::StartProgress() {
+    if (progress_.bar != nullptr && progress_.animation != nullptr) return;
+    HWND bar = GetDlgItem(window_, kProgressBar);
+    HWND animation = GetDlgItem(window_, kAnimation);
+    if (bar == nullptr || animation == nullptr) return;
+    progress_.bar = bar;
+    progress_.animation = animation;
+    ShowWindow(bar, SW_SHOW);
+    ShowWindow(animation, SW_SHOW);
+    SendMessageW(bar, PBM_SETRANGE, 0, MAKELPARAM(0, 100));
+    SendMessageW(bar, PBM_SETPOS, 0, 0);
+    // Visual styles would ignore the colours.
+    SetWindowTheme(bar, L"", L"");
+    SendMessageW(bar, PBM_SETBARCOLOR, 0, 0xF67000);
+    SendMessageW(bar, PBM_SETBKCOLOR, 0, DialogBrand() == kBrandTessan ? 0xDFDFDF : 0x050505);
+    SetWindowLongPtrW(animation, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&progress_));
+    progress_.previous = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(animation, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&AnimationProc)));
+}
+
+void CDialogBase::StopProgress() {
+    if (progress_.bar == nullptr || progress_.animation == nullptr) return;
+    progress_.position = 0;
+    progress_.limit = 100;
+    KillTimer(progress_.animation, kAnimationTimer);
+    SendMessageW(progress_.bar, PBM_SETPOS, 0, 0);
+    ShowWindow(progress_.bar, SW_HIDE);
+    ShowWindow(progress_.animation, SW_HIDE);
+}
+
+void CDialogBase::StartAnimationTimer() {
+    SetTimer(GetDlgItem(window_, kAnimation), kAnimationTimer, 120, nullptr);
+    ShowControl(kAnimation, true);
+    ShowControl(kProgressBar, true);
+}
+
+LRESULT CALLBACK CDialogBase::AnimationProc(HWND window, UINT message, WPARAM wParam,
+                                            LPARAM lParam) {
+    auto* progress = reinterpret_cast<ProgressAnimation*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (progress == nullptr) return DefWindowProcW(window, message, wParam, lParam);
+    WNDPROC previous = progress->previous;
+    if (message == WM_TIMER && wParam == kAnimationTimer) {
+        if (progress->position < progress->limit) {
+            SendMessageW(progress->bar, PBM_SETPOS, static_cast<WPARAM>(progress->position), 0);
+            ++progress->position;
+        } else {
+            progress->position = 0;
+            progress->limit = 100;
+        }
+        return 0;
+    }
+    if (message == WM_NCDESTROY) {
+        KillTimer(window, kAnimationTimer);
+        SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous));
+        SetWindowLongPtrW(window, GWLP_USERDATA, 0);
+        progress->bar = nullptr;
+        progress->animation = nullptr;
+    }
+    return CallWindowProcW(previous, window, message, wParam, lParam);
+}
+
+void CDialogBase::StartWorker(std::wstring password) {
+    worker_.StopAndJoin();
+    auto* start = new WorkerStart{this, window_, &result_, &worker_, std::move(password)};
+    // A thread that cannot be created ends as std::system_error; nothing to recover.
+    worker_.thread = std::thread(&CDialogBase::WorkerMain, start);
+}
+
+void CDialogBase::WorkerMain(WorkerStart* start) {
+    SetThreadLanguage(start->dialog->languageId_);
+    std::wstring password = std::move(start->password);
+    SecureZeroMemory(start->password.data(), start->password.size() * sizeof(wchar_t));
+    *start->result = start->dialog->RunWork(password);
+    SecureZeroMemory(password.data(), password.size() * sizeof(wchar_t));
+    PostMessageW(start->window, WM_COMMAND, kCompletion, 0);
+    // Waiters wake only once this thread's locals are gone.
+    std::notify_all_at_thread_exit(start->worker->condition,
+                                   std::unique_lock<std::mutex>(start->worker->mutex));
+    delete start;
+}
+
+bool CDialogBase::HandleClosingCommand(unsigned id) {
+    switch (id) {
+        case kCloseGlyph:
+        case kCloseButton:
+        case kCancelButton:
+        case kRestartButton:
+        case kRestartLaterButton:
+            break;
+        default:
+            return false;
+    }
+    if (inProgress_) return true;
+    if (id == kRestartButton) RequestReboot();
+    PostMessageW(window_, WM_CLOSE, 0, 0);
+    return true;
+}
+
+namespace {
+
+HBRUSH CreateBackgroundBrush() {
+    auto* bitmap = static_cast<HBITMAP>(
+        LoadImageW(GetModuleHandleW(nullptr),
+                   MAKEINTRESOURCEW(BrandBitmapId(BrandBitmap::kBackground)), IMAGE_BITMAP, 0,
+                   0, LR_DEFAULTCOLOR));
+    if (bitmap == nullptr) return nullptr;
+    HBRUSH brush = CreatePatternBrush(bitmap);
+    DeleteObject(bitmap);
+    return brush;
+}
+
+}  // namespace
+
+void CDialogBase::Initialise() {
+    background_ = CreateBackgroundBrush();
+    SetControlBitmap(kCloseGlyph, BrandBitmapId(BrandBitmap::kCloseGlyph));
+
+    RECT desktop{};
+    RECT own{};
+    GetWindowRect(GetDesktopWindow(), &desktop);
+    GetWindowRect(window_, &own);
+    const int width = own.right - own.left;
+    const int height = own.bottom - own.top;
+    SetWindowPos(window_, nullptr, (desktop.left + desktop.right) / 2 - width / 2,
+                 (desktop.top + desktop.bottom) / 2 - height / 2, 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+
+    SubclassAllButtons(window_, buttons_);
+    SetForegroundWindow(window_);
+    UpdateWindow(window_);
+    if (DialogBrand() == kBrandTessan) {
+        RECT client{};
+        GetClientRect(window_, &client);
+        SetWindowRgn(window_, CreateRoundRectRgn(0, 0, client.right, client.bottom, 38, 38),
+                     TRUE);
+    }
+}
+
+INT_PTR CALLBACK CDialogBase::DialogProc(HWND window, UINT message, WPARAM wParam,
+                                         LPARAM lParam) {
+    if (message == WM_INITDIALOG) {
+        auto* self = reinterpret_cast<CDialogBase*>(lParam);
+        SetWindowLongPtrW(window, GWLP_USERDATA, lParam);
+        if (self == nullptr) return 0;
+        self->window_ = window;
+        self->Initialise();
+        return reinterpret_cast<INT_PTR>(self->background_);
+    }
+    auto* self = reinterpret_cast<CDialogBase*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self == nullptr) return 0;
+    return self->HandleMessage(message, wParam, lParam);
+}
+
+INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+        case WM_CTLCOLORDLG:
+            return reinterpret_cast<INT_PTR>(background_);
+        case WM_CTLCOLORSTATIC: {
+            auto dc = reinterpret_cast<HDC>(wParam);
+            auto control = reinterpret_cast<HWND>(lParam);
+            const bool tessan = DialogBrand() == kBrandTessan;
+            COLORREF color = tessan ? 0x545454 : 0xC8C8C8;
+            if (GetDlgCtrlID(control) == static_cast<int>(kTitle)) {
+                color = tessan ? 0x181818 : 0xFFFFFF;
+            }
+            SetBkMode(dc, TRANSPARENT);
+            SetTextColor(dc, color);
+            // The pattern lines up with the dialog's own.
+            RECT area{};
+            GetWindowRect(control, &area);
+            MapWindowPoints(nullptr, window_, reinterpret_cast<POINT*>(&area), 2);
+            SetBrushOrgEx(dc, -area.left, -area.top, nullptr);
+            if (GetDlgCtrlID(control) == static_cast<int>(kAgreementLink)) {
+                // Some link controls delete the brush they are given after painting; the
+                // link gets a copy of its own, made again when it is gone.
+                if (GetObjectType(linkBackground_) != OBJ_BRUSH) {
+                    linkBackground_ = CreateBackgroundBrush();
+                }
+                return reinterpret_cast<INT_PTR>(linkBackground_);
+            }
+            return reinterpret_cast<INT_PTR>(background_);
+        }
+        case WM_LBUTTONDOWN:
+            SetCapture(window_);
+            dragOrigin_ = {static_cast<short>(LOWORD(lParam)), static_cast<short>(HIWORD(lParam))};
+            return 0;
+        case WM_MOUSEMOVE:
+            if (GetCapture() == window_) {
+                RECT own{};
+                GetWindowRect(window_, &own);
+                const int x = static_cast<short>(LOWORD(lParam));
+                const int y = static_cast<short>(HIWORD(lParam));
+                SetWindowPos(window_, nullptr, own.left + x - dragOrigin_.x,
+                             own.top + y - dragOrigin_.y, 0, 0,
+                             SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+            }
+            return 0;
+        case WM_LBUTTONUP:
+            ReleaseCapture();
+            return 0;
+        case WM_NOTIFY: {
+            auto* header = reinterpret_cast<NMHDR*>(lParam);
+            if (header->idFrom == kAgreementLink &&
+                (header->code == NM_CLICK || header->code == NM_RETURN)) {
+                SetFocus(window_);
+                ShellOpen(reinterpret_cast<NMLINK*>(lParam)->item.szUrl, SW_SHOWNORMAL);
+            }
+            return 0;
+        }
+        case WM_COMMAND:
+            OnCommand(window_, LOWORD(wParam));
+            return 0;
+        case WM_CLOSE:
+        case WM_DESTROY:
+            if (inProgress_) return 1;
+            EndDialog(window_, 2);
+            PostQuitMessage(0);
+            return 1;
+        default:
+            return 0;
+    }
+}

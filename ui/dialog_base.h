@@ -1,15 +1,154 @@
 #pragma once
 
-#include <cstdint>
+#include <windows.h>
 
-// Base of the install and uninstall windows.
-class CDialogBase {
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ui/progress_callback.h"
+
+class CButtonControl;
+class CRoundedLabel;
+
+// The creeping progress bar of both dialogs. It shows activity, not real progress.
+struct ProgressAnimation {
+    WNDPROC previous = nullptr;
+    std::int16_t position = 0;
+    std::int16_t limit = 100;
+    HWND bar = nullptr;
+    HWND animation = nullptr;
+};
+
+// One worker thread at a time; a new one starts only after the previous one was joined.
+struct WorkerController {
+    std::uint32_t stopRequested = 0;
+    std::mutex mutex;
+    std::condition_variable condition;
+    std::thread thread;
+
+    // Joins the previous worker. Throws std::system_error when called from that worker.
+    void StopAndJoin();
+};
+
+// Control ids shared by the two dialog templates.
+enum DialogControl : unsigned {
+    kProgressBar = 1035,
+    kPasswordCaption = 1054,
+    kSubtitle = 1056,
+    kCloseGlyph = 1074,
+    kCloseButton = 1075,
+    kCancelButton = 1076,
+    kOpenLogButton = 1077,
+    kAnimation = 1080,
+    kPasswordEntry = 1083,
+    kStatus = 1048,
+    kMainButton = 1113,
+    kTitle = 1114,
+    kVersion = 1115,
+    kFooter = 1116,
+    kAgreementLink = 1117,
+    kResultIcon = 1118,
+    kRestartButton = 1119,
+    kRestartLaterButton = 1120,
+    kCompletion = 1999,
+    kBetaLabel = 2001,
+};
+
+// What the install and uninstall windows share: the brand skin, caption dragging, the
+// owner-drawn buttons, the progress animation and the worker thread.
+class CDialogBase : public IProgressCallback {
 public:
     CDialogBase() = default;
     CDialogBase(const CDialogBase&) = delete;
     CDialogBase& operator=(const CDialogBase&) = delete;
     virtual ~CDialogBase();
 
-    // Creates and shows the window; the run ends when it posts the quit message.
-    virtual bool Start(std::uint32_t languageId, bool beta) = 0;
+    // Builds and shows the window; null when it cannot be created.
+    virtual HWND Create(std::uint32_t languageId, bool beta) = 0;
+    // A command from a control, or the worker's completion notice (kCompletion).
+    virtual void OnCommand(HWND dialog, unsigned id) = 0;
+
+    // Called by the worker thread.
+    void SetStatusText(const wchar_t* text) override;
+
+    HWND Window() const { return window_; }
+    bool InProgress() const { return inProgress_; }
+    std::int32_t Result() const { return result_; }
+    const ProgressAnimation& Progress() const { return progress_; }
+
+protected:
+    // What the worker thread gets; it frees it at its end.
+    struct WorkerStart {
+        CDialogBase* dialog;
+        HWND window;
+        std::int32_t* result;
+        WorkerController* worker;
+        std::wstring password;
+    };
+
+    HWND CreateFromTemplate(unsigned templateId);
+    // The work of one attempt, on the worker thread.
+    virtual std::int32_t RunWork(std::wstring& password) = 0;
+    void StartWorker(std::wstring password);
+
+    void ShowControl(unsigned id, bool show);
+    void SetText(unsigned id, const std::wstring& text);
+    void SetString(unsigned id, unsigned stringId);
+    void MoveControl(unsigned id, int dx, int dy);
+    void SetControlBitmap(unsigned id, unsigned bitmapId);
+    void SetResultIcon(bool success);
+    void ApplyFonts();
+    // Redraws the dialog and every control: moved and hidden controls overlap, and a
+    // control painted before its neighbour was erased would keep a cut picture.
+    void Repaint();
+    void StartProgress();
+    void StopProgress();
+    void StartAnimationTimer();
+    // Close glyph, Close, Cancel, Restart now and Restart later: nothing while the work
+    // runs; Restart now asks for a reboot first. True when id is one of them.
+    bool HandleClosingCommand(unsigned id);
+
+    std::vector<CButtonControl*> buttons_;
+    std::vector<CRoundedLabel*> labels_;
+    HBRUSH background_ = nullptr;
+    ProgressAnimation progress_;
+    HWND window_ = nullptr;
+    bool inProgress_ = false;
+    std::int32_t result_ = 0;
+    WorkerController worker_;
+    std::uint32_t languageId_ = 0;
+
+private:
+    static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    INT_PTR HandleMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    void Initialise();
+    static void WorkerMain(WorkerStart* start);
+    static LRESULT CALLBACK AnimationProc(HWND window, UINT message, WPARAM wParam,
+                                          LPARAM lParam);
+
+    HBRUSH linkBackground_ = nullptr;
+    POINT dragOrigin_{};
+    HFONT titleFont_ = nullptr;
+    HFONT textFont_ = nullptr;
 };
+
+// Whether the process token is a member of the built-in Administrators group.
+bool RunsAsAdministrator();
+
+// Asks Windows for a planned restart for an installation.
+void RequestReboot();
+
+// Opens a file or address with its registered program.
+void ShellOpen(const std::wstring& target, int showMode);
+
+// The brand's bitmap for a use, by the active brand.
+enum class BrandBitmap { kBackground, kCloseGlyph, kSuccess, kFailure };
+unsigned BrandBitmapId(BrandBitmap use);
+
+// The window of the shutdown block during a windowed run.
+LRESULT CALLBACK ShutdownBlockWindowProc(HWND window, UINT message, WPARAM wParam,
+                                         LPARAM lParam);

@@ -1,6 +1,7 @@
 #include "ui/localisation.h"
 
 #include <windows.h>
+#include <shlwapi.h>
 
 #include <algorithm>
 #include <vector>
@@ -128,6 +129,13 @@ std::wstring LoadUiString(unsigned id) {
     wchar_t buffer[kStringBuffer] = {};
     LoadStringW(module, id, buffer, static_cast<int>(kStringBuffer));
     return buffer;
+}
+
+std::wstring FormatUiString(unsigned id, const wchar_t* first, const wchar_t* second) {
+    // The tables use the Windows "%s" for wide text; wnsprintfW reads it so.
+    wchar_t text[512] = {};
+    wnsprintfW(text, 512, LoadUiString(id).c_str(), first, second);
+    return text;
 }
 
 Status StoreAgentLanguage(std::uint32_t number) {

@@ -16,6 +16,9 @@ void SetThreadLanguage(std::uint32_t number);
 // String id from this program's string tables, in the calling thread's UI language.
 std::wstring LoadUiString(unsigned id);
 
+// A string of the tables with its "%s" placeholders filled, at most 511 characters.
+std::wstring FormatUiString(unsigned id, const wchar_t* first, const wchar_t* second = nullptr);
+
 // Records the agent's language for the installer's language number.
 Status StoreAgentLanguage(std::uint32_t number);
 // The same, told whether the process runs as the system account.

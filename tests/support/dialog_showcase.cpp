@@ -1,0 +1,141 @@
+// Shows one screen of the install or uninstall window, as a user would reach it, and saves
+// it as a 24-bit BMP. The work behind the window is replaced through the dialogs' seams.
+//   dialog_showcase <install|uninstall> <screen> <language number> <picture.bmp>
+// Install screens: ready, not-permitted, installing, completed, restart, failed, policy.
+// Uninstall screens: confirm, confirm-password, not-permitted, removing, wrong-password,
+// removed, removed-restart, failed.
+#include <windows.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <gdiplus.h>
+#include <memory>
+#include <string>
+
+#include "setup/branding/branding.h"
+#include "setup/setup_settings.h"
+#include "sys/file_sys.h"
+#include "tests/support/policy_db.h"
+#include "ui/dialog_seams.h"
+#include "ui/install_dialog.h"
+#include "ui/localisation.h"
+#include "ui/progress_callback.h"
+#include "ui/uninstall_dialog.h"
+
+namespace {
+
+HANDLE g_never = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+
+void Pump(DWORD milliseconds) {
+    const ULONGLONG end = GetTickCount64() + milliseconds;
+    MSG message{};
+    while (GetTickCount64() < end) {
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
+    }
+}
+
+bool SaveWindow(HWND window, const std::wstring& path) {
+    RECT area{};
+    GetWindowRect(window, &area);
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
+    HDC screen = GetDC(nullptr);
+    HDC memory = CreateCompatibleDC(screen);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB};
+    void* bits = nullptr;
+    HBITMAP picture = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HGDIOBJ previous = SelectObject(memory, picture);
+    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    SelectObject(memory, previous);
+    const DWORD stride = ((width * 3 + 3) / 4) * 4;
+    BITMAPFILEHEADER header{0x4D42, 0, 0, 0, sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)};
+    header.bfSize = header.bfOffBits + stride * height;
+    std::ofstream file(std::filesystem::path(path), std::ios::binary);
+    file.write(reinterpret_cast<const char*>(&header), sizeof(header));
+    file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof(info.bmiHeader));
+    file.write(static_cast<const char*>(bits), stride * height);
+    DeleteObject(picture);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+    return file.good();
+}
+
+Status Blocked(IProgressCallback* progress, unsigned statusText) {
+    progress->SetStatusText(LoadUiString(statusText).c_str());
+    WaitForSingleObject(g_never, INFINITE);
+    return 0;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc != 5) {
+        fwprintf(stderr, L"usage: dialog_showcase install|uninstall <screen> <language> <bmp>\n");
+        return 2;
+    }
+    const std::wstring kind = argv[1];
+    const std::wstring screen = argv[2];
+    const auto language = static_cast<std::uint32_t>(_wtoi(argv[3]));
+    ParseCommandLineText(GetSetupSettings(), L"setup.exe /i");
+    GetSetupSettings().cnText = L"Deployed by the IT department";
+    SetThreadLanguage(language);
+
+    Gdiplus::GdiplusStartupInput input;
+    ULONG_PTR token = 0;
+    Gdiplus::GdiplusStartup(&token, &input, nullptr);
+
+    DialogSeams& seams = GetDialogSeams();
+    seams.isAdministrator = [screen] { return screen != L"not-permitted"; };
+    Status result = 0;
+    if (screen == L"restart") result = ToStatus(0x10000005);
+    if (screen == L"failed") result = ToStatus(0x80000203);
+    if (screen == L"policy") result = ToStatus(0x8000000B);
+    if (screen == L"wrong-password") result = ToStatus(0x80000017);
+    if (screen == L"removed-restart") result = ToStatus(0x80000052);
+    const bool blocked = screen == L"installing" || screen == L"removing";
+    seams.install = [=](IProgressCallback* progress) {
+        return blocked ? Blocked(progress, 212) : result;
+    };
+    seams.uninstall = [=](IProgressCallback* progress, const std::wstring&) {
+        return blocked ? Blocked(progress, 215) : result;
+    };
+    const std::wstring dataFolder =
+        file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding()->GetDataSubfolder();
+    WritePasswordPolicy(dataFolder, screen == L"confirm-password" || screen == L"wrong-password",
+                        "");
+
+    std::unique_ptr<CDialogBase> dialog;
+    if (kind == L"install") {
+        dialog = std::make_unique<CInstallDialog>();
+    } else {
+        dialog = std::make_unique<CUninstallDialog>();
+    }
+    HWND window = dialog->Create(language, screen == L"ready");
+    if (window == nullptr) return 3;
+    Pump(600);
+    const bool pressed = screen != L"ready" && screen != L"not-permitted" &&
+                         screen != L"confirm" && screen != L"confirm-password";
+    if (pressed) {
+        PostMessageW(window, WM_COMMAND, 1113, 0);
+        Pump(blocked ? 1500 : 1000);
+    }
+    if (screen == L"wrong-password") {
+        // The second round shows the layout a user meets after retrying.
+        PostMessageW(window, WM_COMMAND, 1113, 0);
+        Pump(1000);
+    }
+    if (GetEnvironmentVariableW(L"SHOWCASE_REPAINT", nullptr, 0) > 0) {
+        RedrawWindow(window, nullptr, nullptr, RDW_ERASE | RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+        Pump(500);
+    }
+    const bool saved = SaveWindow(window, argv[4]);
+    fflush(stdout);
+    // A blocked worker never ends; leave without waiting for it.
+    ExitProcess(saved ? 0 : 1);
+}

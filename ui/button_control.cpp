@@ -1,0 +1,210 @@
+#include "ui/button_control.h"
+
+#include <string>
+
+#include "ui/ui_drawing.h"
+
+namespace {
+
+constexpr std::uint32_t kInvisible = 0x00FFFFFF;
+
+}  // namespace
+
+CButtonControl::CButtonControl(HWND control, BrandId brand) : brand_(brand), window_(control) {}
+
+std::uint32_t CButtonControl::BorderColor(std::uint32_t) const {
+    // Alpha 0 switches the outline off.
+    return brand_ == kBrandTessan ? 0xFF181818 : kInvisible;
+}
+
+std::uint32_t CButtonControl::BackgroundColor() const {
+    switch (brand_) {
+        case kBrandOrv: return 0xFF111419;
+        case kBrandTessan: return 0xFFFAF9F7;
+        default: return 0xFF071D2B;
+    }
+}
+
+std::uint32_t CButtonControl::FillColor(std::uint32_t state) const {
+    static constexpr std::uint32_t kFills[3][3] = {
+        // normal, hovered, pressed
+        {0xFF0070F6, 0xFF005FD1, 0xFF0056BD},
+        {0xFF44CC88, 0xFF77DAA8, 0xFF8BDFB5},
+        {0xFFFEEB29, 0xFFFFF488, 0xFFFFF9C2},
+    };
+    if (brand_ < kBrandZelko || brand_ > kBrandTessan) return kInvisible;
+    const auto& fills = kFills[brand_ - 1];
+    switch (state) {
+        case kNormal: return fills[0];
+        case kHovered: return fills[1];
+        case kPressed: return fills[2];
+        default: return kInvisible;
+    }
+}
+
+std::uint32_t CButtonControl::TextColor(std::uint32_t) const {
+    return brand_ == kBrandZelko ? 0xFFFFFFFF : 0xFF181818;
+}
+
+std::uint32_t CButtonControlSecondary::BorderColor(std::uint32_t state) const {
+    const bool active = state == kHovered || state == kPressed;
+    switch (brand_) {
+        case kBrandZelko:
+        case kBrandOrv:
+            if (state == kNormal) return 0xFFBEC1C5;
+            return active ? 0xFFFFFFFF : kInvisible;
+        case kBrandTessan:
+            return state == kNormal ? 0xFF242424 : kInvisible;
+        default:
+            return kInvisible;
+    }
+}
+
+std::uint32_t CButtonControlSecondary::FillColor(std::uint32_t state) const {
+    if (brand_ < kBrandZelko || brand_ > kBrandTessan) return kInvisible;
+    const bool tessan = brand_ == kBrandTessan;
+    switch (state) {
+        // The normal fill is the dialog surface: an outlined button until hovered.
+        case kNormal: return tessan ? 0xFFFFFFFF : (brand_ == kBrandZelko ? 0xFF071D2B : 0xFF111419);
+        case kHovered: return tessan ? 0xFF242424 : 0xFF21303A;
+        case kPressed: return tessan ? 0xFF494949 : 0xFF15232E;
+        default: return kInvisible;
+    }
+}
+
+std::uint32_t CButtonControlSecondary::TextColor(std::uint32_t state) const {
+    if (brand_ != kBrandTessan) return 0xFFFFFFFF;
+    return state == kNormal ? 0xFF242424 : 0xFFFBFAF9;
+}
+
+void CButtonControl::Attach() {
+    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    previous_ = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&WindowProc)));
+}
+
+void CButtonControl::Detach() {
+    if (previous_ != nullptr && IsWindow(window_)) {
+        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous_));
+        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+    }
+    previous_ = nullptr;
+}
+
+HFONT ButtonCaptionFont(HDC dc) {
+    static HFONT font = CreateUiFont(dc, 10, FW_BOLD);
+    return font;
+}
+
+void CButtonControl::Paint(HDC dc, bool clear) {
+    wchar_t caption[261] = {};
+    GetWindowTextW(window_, caption, 261);
+    RECT client{};
+    GetClientRect(window_, &client);
+
+    Gdiplus::Graphics graphics(dc);
+    graphics.SetSmoothingMode(Gdiplus::SmoothingModeAntiAlias);
+    if (clear) {
+        graphics.Clear(Gdiplus::Color(BackgroundColor()));
+    }
+    Gdiplus::Rect box(client.left, client.top, client.right - client.left,
+                      client.bottom - client.top);
+    DrawRoundedBox(graphics, box, BorderColor(state_), FillColor(state_));
+    graphics.Flush(Gdiplus::FlushIntentionSync);
+    DrawCaption(dc, client, caption, brand_, TextColor(state_), ButtonCaptionFont(dc));
+}
+
+LRESULT CALLBACK CButtonControl::WindowProc(HWND window, UINT message, WPARAM wParam,
+                                            LPARAM lParam) {
+    auto* self = reinterpret_cast<CButtonControl*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self == nullptr || self->previous_ == nullptr) {
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+    return self->HandleMessage(message, wParam, lParam);
+}
+
+LRESULT CButtonControl::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+    const std::uint32_t before = state_;
+    switch (message) {
+        case WM_LBUTTONDOWN:
+            state_ = kPressed;
+            break;
+        case WM_LBUTTONUP: {
+            POINT cursor{};
+            RECT area{};
+            GetCursorPos(&cursor);
+            GetWindowRect(window_, &area);
+            // The button's own click handling is bypassed on purpose.
+            if (before == kPressed && PtInRect(&area, cursor)) {
+                PostMessageW(GetParent(window_), WM_COMMAND,
+                             static_cast<WPARAM>(GetDlgCtrlID(window_)), 0);
+            }
+            state_ = kNormal;
+            break;
+        }
+        case WM_MOUSEMOVE:
+            if (state_ == kNormal) {
+                TRACKMOUSEEVENT track{sizeof(track), TME_HOVER | TME_LEAVE, window_, 10};
+                TrackMouseEvent(&track);
+                state_ = kHovered;
+            }
+            break;
+        case WM_MOUSEHOVER:
+            state_ = kHovered;
+            break;
+        case WM_MOUSELEAVE:
+            state_ = kNormal;
+            break;
+        case WM_PAINT: {
+            PAINTSTRUCT paint{};
+            HDC dc = BeginPaint(window_, &paint);
+            Paint(dc, false);
+            EndPaint(window_, &paint);
+            return 1;
+        }
+        case WM_KEYDOWN:
+        case WM_KEYUP:
+            // Mouse only, by design.
+            return 1;
+        default:
+            return CallWindowProcW(previous_, window_, message, wParam, lParam);
+    }
+    if (state_ != before) {
+        HDC dc = GetDC(window_);
+        Paint(dc, true);
+        ReleaseDC(window_, dc);
+        return 1;
+    }
+    return CallWindowProcW(previous_, window_, message, wParam, lParam);
+}
+
+namespace {
+
+struct SubclassWalk {
+    HWND dialog;
+    std::vector<CButtonControl*>* buttons;
+};
+
+BOOL CALLBACK SubclassIfPushButton(HWND child, LPARAM data) {
+    auto* walk = reinterpret_cast<SubclassWalk*>(data);
+    if (GetParent(child) != walk->dialog) return TRUE;
+    wchar_t className[16] = {};
+    GetClassNameW(child, className, 16);
+    if (wcscmp(className, L"Button") != 0) return TRUE;
+    CButtonControl* button = nullptr;
+    switch (GetWindowLongW(child, GWL_STYLE) & 0x0F) {
+        case BS_PUSHBUTTON: button = new CButtonControl(child, ActiveBrand()); break;
+        case BS_DEFPUSHBUTTON: button = new CButtonControlSecondary(child, ActiveBrand()); break;
+        default: return TRUE;
+    }
+    button->Attach();
+    walk->buttons->push_back(button);
+    return TRUE;
+}
+
+}  // namespace
+
+void SubclassAllButtons(HWND dialog, std::vector<CButtonControl*>& buttons) {
+    SubclassWalk walk{dialog, &buttons};
+    EnumChildWindows(dialog, SubclassIfPushButton, reinterpret_cast<LPARAM>(&walk));
+}

@@ -1,0 +1,85 @@
+#include "ui/rounded_label.h"
+
+#include <string>
+
+#include "ui/button_control.h"
+#include "ui/ui_drawing.h"
+
+std::uint32_t CRoundedLabel::BorderColor(std::uint32_t) const {
+    return CButtonControl(nullptr, brand_).BorderColor(CButtonControl::kNormal);
+}
+
+std::uint32_t CRoundedLabel::BackgroundColor() const {
+    return CButtonControl(nullptr, brand_).BackgroundColor();
+}
+
+std::uint32_t CRoundedLabel::TextColor(std::uint32_t) const {
+    return CButtonControl(nullptr, brand_).TextColor(CButtonControl::kNormal);
+}
+
+std::uint32_t CZelkoBetaLabel::FillColor(std::uint32_t) const { return 0xFFFF7602; }
+
+std::uint32_t COrvBetaLabel::FillColor(std::uint32_t) const {
+    switch (brand_) {
+        case kBrandZelko: return 0xFF005FD1;
+        case kBrandOrv: return 0xFF77DAA8;
+        case kBrandTessan: return 0xFFFFF488;
+        default: return 0x00FFFFFF;
+    }
+}
+
+void CRoundedLabel::Attach() {
+    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    previous_ = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&WindowProc)));
+}
+
+void CRoundedLabel::Detach() {
+    if (previous_ != nullptr && IsWindow(window_)) {
+        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous_));
+        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+    }
+    previous_ = nullptr;
+}
+
+void CRoundedLabel::Paint(HDC dc) {
+    // Badges keep a caption font of their own, separate from the buttons'.
+    static HFONT font = CreateUiFont(dc, 10, FW_BOLD);
+    wchar_t caption[261] = {};
+    GetWindowTextW(window_, caption, 261);
+    RECT client{};
+    GetClientRect(window_, &client);
+
+    Gdiplus::Graphics graphics(dc);
+    graphics.SetSmoothingMode(Gdiplus::SmoothingModeAntiAlias);
+    Gdiplus::Rect box(client.left, client.top, client.right - client.left,
+                      client.bottom - client.top);
+    DrawRoundedBox(graphics, box, BorderColor(0), FillColor(0));
+    graphics.Flush(Gdiplus::FlushIntentionSync);
+    DrawCaption(dc, client, caption, brand_, TextColor(0), font);
+}
+
+LRESULT CALLBACK CRoundedLabel::WindowProc(HWND window, UINT message, WPARAM wParam,
+                                           LPARAM lParam) {
+    auto* self = reinterpret_cast<CRoundedLabel*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self == nullptr || self->previous_ == nullptr) {
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+    if (message == WM_PAINT) {
+        PAINTSTRUCT paint{};
+        HDC dc = BeginPaint(window, &paint);
+        self->Paint(dc);
+        EndPaint(window, &paint);
+        return 1;
+    }
+    WNDPROC previous = self->previous_;
+    if (message == WM_NCDESTROY) {
+        self->Detach();
+    }
+    return CallWindowProcW(previous, window, message, wParam, lParam);
+}
+
+void AttachBadge(CRoundedLabel* label, std::vector<CRoundedLabel*>& labels) {
+    label->Attach();
+    labels.push_back(label);
+}
