@@ -1,0 +1,34 @@
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+
+// Drives a dialog window as a user would and reads what it shows. Works on windows of
+// this process and of other processes alike.
+namespace dialog_driver {
+
+// Dispatches this thread's messages for the given time.
+void Pump(DWORD milliseconds);
+// Dispatches messages until done() answers true; false after the timeout.
+bool PumpUntil(const std::function<bool()>& done, DWORD timeoutMs);
+// Dispatches messages until the quit message arrives; false after the timeout.
+bool PumpUntilQuit(DWORD timeoutMs);
+// Waits without dispatching (for windows of other processes).
+bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs);
+
+bool Visible(HWND dialog, int id);
+std::wstring Text(HWND dialog, int id);
+// The control's top-left corner in the dialog's client coordinates.
+POINT Position(HWND dialog, int id);
+// Size of the bitmap a picture control shows; {0, 0} without one.
+SIZE PictureSize(HWND dialog, int id);
+
+// Presses a control by posting its command, as the owner-drawn buttons do.
+void Press(HWND dialog, int id);
+
+// The visible dialog window of a process, or null.
+HWND FindProcessDialog(DWORD processId);
+
+}  // namespace dialog_driver
