@@ -3,6 +3,7 @@
 #include "setup/entry.h"
 #include "sys/process_sys.h"
 #include "tests/support/fake_setup2.h"
+#include "tests/support/dialog_driver.h"
 #include "tests/support/test_support.h"
 #include "tests/testbed/agentsvc.h"
 
@@ -88,7 +89,23 @@ TEST_F(Dispatch, ActiveSessionRunsWindowed) {
               ERROR_SUCCESS);
     CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
 
-    EXPECT_EQ(RunSetupExe(L"/i"), kExitDialogRefused);  // the install window is not there yet
+    // The install window opens; closing it ends the run with 0.
+    std::wstring command = L"\"" + SetupPath() + L"\" /i";
+    STARTUPINFOW startup{sizeof(startup)};
+    PROCESS_INFORMATION process{};
+    ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                               nullptr, &startup, &process));
+    HWND window = nullptr;
+    EXPECT_TRUE(dialog_driver::WaitUntil(
+        [&] { return (window = dialog_driver::FindProcessDialog(process.dwProcessId)); }, 30000));
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
+    DWORD exitCode = 1;
+    GetExitCodeProcess(process.hProcess, &exitCode);
+    EXPECT_EQ(exitCode, 0u);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+
     EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
     RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
 }
