@@ -123,3 +123,37 @@ w reg query 'HKLM\SOFTWARE\ZELKO Software\Business Agent' >/dev/null 2>&1 &&
     echo "   runtime settings: still there" || echo "   runtime settings: removed"
 
 run "silent uninstall when nothing is installed" /u -sil 1
+
+echo
+echo "== Windowed runs under Xvfb: an installation and an uninstallation, driven to the end"
+# Wine enumerates no logged-on session, so every run would be silent there. The demo puts
+# a session enumeration that reports this session active beside a copy of the package.
+windowed=$demo/windowed-package
+mkdir -p "$windowed"
+cp "$package"/* "$windowed"/
+cp "$root/build/bin/session_active/wtsapi32.dll" "$windowed"/
+wine reg add 'HKCU\Software\Wine\AppDefaults\setup.exe\DllOverrides' /v wtsapi32 \
+    /t REG_SZ /d native,builtin /f >/dev/null 2>&1
+wine reg delete 'HKCU\Software\Wine\Drivers' /v Graphics /f >/dev/null 2>&1 || true
+setup_path=$(winepath -w "$windowed/setup.exe" 2>/dev/null)
+# Wine's desktop starts again inside Xvfb, where it finds the display.
+wineserver -k 2>/dev/null || true
+wineserver -w 2>/dev/null || true
+xvfb-run -a -s "-screen 0 1280x1024x24" bash -c '
+    pilot=$1; setup=$2; port=$3; demo=$4
+    echo "-- setup.exe /i -tok ... -svr ... (a window, no -sil)"
+    wine "$pilot" "Z:${demo//\//\\}\\windowed-install.bmp" "$setup" /i \
+        -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/accept" \
+        2>/dev/null | tr -d "\r" | sed "s/^/   /"
+    echo "-- setup.exe /u (a window, no -sil)"
+    wine "$pilot" "Z:${demo//\//\\}\\windowed-uninstall.bmp" "$setup" /u \
+        2>/dev/null | tr -d "\r" | sed "s/^/   /"
+    wineserver -k 2>/dev/null || true
+' _ "$root/build/bin/dialog_pilot.exe" "$setup_path" "$port" "$demo"
+for picture in windowed-install windowed-uninstall; do
+    if [ -f "$demo/$picture.bmp" ]; then
+        /usr/bin/convert-im6.q16 "$demo/$picture.bmp" -strip "$demo/$picture.png"
+        echo "   final screen saved: $demo/$picture.png"
+    fi
+done
+w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || echo "   service ClientManager: gone"

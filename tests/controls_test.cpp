@@ -28,11 +28,11 @@ public:
         windowClass.hInstance = GetModuleHandleW(nullptr);
         windowClass.lpszClassName = L"ControlsTestHost";
         RegisterClassW(&windowClass);
-        parent_ = CreateWindowExW(0, L"ControlsTestHost", L"", WS_POPUP | WS_VISIBLE, 100, 100,
-                                  400, 200, nullptr, nullptr, windowClass.hInstance, nullptr);
+        parent_ = CreateWindowExW(0, L"ControlsTestHost", L"", WS_POPUP | WS_VISIBLE, 100, 100, 400,
+                                  200, nullptr, nullptr, windowClass.hInstance, nullptr);
         SetWindowLongPtrW(parent_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-        button_ = CreateWindowExW(0, L"Button", caption, WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON,
-                                  50, 50, kWidth, kHeight, parent_,
+        button_ = CreateWindowExW(0, L"Button", caption, WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON, 50,
+                                  50, kWidth, kHeight, parent_,
                                   reinterpret_cast<HMENU>(static_cast<INT_PTR>(kButtonId)),
                                   windowClass.hInstance, nullptr);
     }
@@ -42,7 +42,8 @@ public:
     // Commands that reached the parent after dispatching the queue.
     std::vector<WPARAM> TakeCommands() {
         MSG message{};
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+            DispatchMessageW(&message);
         return std::exchange(commands_, {});
     }
     void PutCursor(bool inside) {
@@ -54,7 +55,8 @@ public:
 private:
     static LRESULT CALLBACK HostProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
         auto* self = reinterpret_cast<ButtonHost*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (message == WM_COMMAND && self != nullptr) self->commands_.push_back(wParam);
+        if (message == WM_COMMAND && self != nullptr)
+            self->commands_.push_back(wParam);
         return DefWindowProcW(window, message, wParam, lParam);
     }
 
@@ -70,8 +72,8 @@ public:
         BITMAPINFO info{};
         info.bmiHeader = {sizeof(BITMAPINFOHEADER), kWidth, -kHeight, 1, 32, BI_RGB};
         dc_ = CreateCompatibleDC(nullptr);
-        bitmap_ = CreateDIBSection(dc_, &info, DIB_RGB_COLORS,
-                                   reinterpret_cast<void**>(&pixels_), nullptr, 0);
+        bitmap_ = CreateDIBSection(dc_, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&pixels_),
+                                   nullptr, 0);
         previous_ = SelectObject(dc_, bitmap_);
     }
     ~Canvas() {
@@ -81,12 +83,11 @@ public:
     }
     HDC Dc() const { return dc_; }
     std::uint32_t Pixel(int x, int y) const { return pixels_[y * kWidth + x] & 0xFFFFFF; }
-    std::vector<std::uint32_t> Pixels() const {
-        return {pixels_, pixels_ + kWidth * kHeight};
-    }
+    std::vector<std::uint32_t> Pixels() const { return {pixels_, pixels_ + kWidth * kHeight}; }
     int Count(std::uint32_t rgb) const {
         int count = 0;
-        for (int i = 0; i < kWidth * kHeight; ++i) count += (pixels_[i] & 0xFFFFFF) == rgb;
+        for (int i = 0; i < kWidth * kHeight; ++i)
+            count += (pixels_[i] & 0xFFFFFF) == rgb;
         return count;
     }
 
@@ -97,7 +98,9 @@ private:
     std::uint32_t* pixels_ = nullptr;
 };
 
-std::uint32_t Rgb(std::uint32_t argb) { return argb & 0xFFFFFF; }
+std::uint32_t Rgb(std::uint32_t argb) {
+    return argb & 0xFFFFFF;
+}
 
 // Brings an attached button into a state through the mouse messages a user causes.
 void Enter(CButtonControl& button, std::uint32_t state) {
@@ -228,11 +231,11 @@ TEST(OwnerDrawnButtons, WorkByMouseOnly) {
 TEST(OwnerDrawnButtons, OnlyPushButtonsOfADialogAreTakenOver) {
     ButtonHost host(L"Install");
     HWND parent = GetParent(host.Button());
-    HWND secondary = CreateWindowExW(0, L"Button", L"Cancel",
-                                     WS_CHILD | WS_VISIBLE | BS_DEFPUSHBUTTON, 0, 0, 50, 20,
-                                     parent, nullptr, nullptr, nullptr);
-    HWND check = CreateWindowExW(0, L"Button", L"Check", WS_CHILD | BS_AUTOCHECKBOX, 0, 0, 50,
-                                 20, parent, nullptr, nullptr, nullptr);
+    HWND secondary =
+        CreateWindowExW(0, L"Button", L"Cancel", WS_CHILD | WS_VISIBLE | BS_DEFPUSHBUTTON, 0, 0, 50,
+                        20, parent, nullptr, nullptr, nullptr);
+    HWND check = CreateWindowExW(0, L"Button", L"Check", WS_CHILD | BS_AUTOCHECKBOX, 0, 0, 50, 20,
+                                 parent, nullptr, nullptr, nullptr);
     CreateWindowExW(0, L"Static", L"Text", WS_CHILD, 0, 0, 50, 20, parent, nullptr, nullptr,
                     nullptr);
     std::vector<CButtonControl*> buttons;
@@ -275,19 +278,22 @@ TEST(Badges, BrandTwoShowsItsCaptionInCapitals) {
 TEST(RoundedBox, CornerDiameters) {
     const auto small = RoundedCorners(Gdiplus::Rect(0, 0, 20, 20));
     EXPECT_EQ(small[0].size, 20);
-    for (int i = 1; i < 4; ++i) EXPECT_EQ(small[i].size, 21) << i;
+    for (int i = 1; i < 4; ++i)
+        EXPECT_EQ(small[i].size, 21) << i;
     // The corrected width and height place the right and bottom arcs.
     EXPECT_EQ(small[1].x, 0 + 19 - 1 - 20);
     EXPECT_EQ(small[2].y, 0 + 19 - 20 - 1);
 
     const auto tall = RoundedCorners(Gdiplus::Rect(5, 7, 160, 60));
-    for (const CornerArc& arc : tall) EXPECT_EQ(arc.size, 40);
+    for (const CornerArc& arc : tall)
+        EXPECT_EQ(arc.size, 40);
     EXPECT_EQ(tall[1].x, 5 + 160 - 1 - 40);
     EXPECT_EQ(tall[3].y, 7 + 60 - 40 - 1);
     EXPECT_FLOAT_EQ(tall[2].startAngle, 0.0f);
 
     const auto flat = RoundedCorners(Gdiplus::Rect(0, 0, 98, 33));
-    for (const CornerArc& arc : flat) EXPECT_EQ(arc.size, 33);
+    for (const CornerArc& arc : flat)
+        EXPECT_EQ(arc.size, 33);
 }
 
 TEST(Colours, ArgbBecomesColorRef) {

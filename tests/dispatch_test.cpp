@@ -84,8 +84,8 @@ TEST_F(Dispatch, OneSetupPerSession) {
 // picks the library beside setup.exe through a per-program load-order setting.
 TEST_F(Dispatch, ActiveSessionRunsWindowed) {
     const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
-                              L"native,builtin", sizeof(L"native,builtin")),
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ, L"native,builtin",
+                              sizeof(L"native,builtin")),
               ERROR_SUCCESS);
     CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
 

@@ -26,7 +26,9 @@ const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvi
 constexpr SIZE kSuccessIcon{62, 62};
 constexpr SIZE kFailureIcon{63, 59};
 
-bool operator==(SIZE a, SIZE b) { return a.cx == b.cx && a.cy == b.cy; }
+bool operator==(SIZE a, SIZE b) {
+    return a.cx == b.cx && a.cy == b.cy;
+}
 
 // The window of an installation whose engine is replaced by the seam.
 class InstallWindow : public ::testing::Test {
@@ -90,7 +92,8 @@ TEST_F(InstallWindow, NotAdministrator) {
     EXPECT_FALSE(Visible(window, 1113));
     EXPECT_TRUE(Visible(window, 1048));
     EXPECT_TRUE(Visible(window, 1075));
-    EXPECT_EQ(Text(window, 1048), L"You must have administrative privileges to install the software.");
+    EXPECT_EQ(Text(window, 1048),
+              L"You must have administrative privileges to install the software.");
     Press(window, 1075);
     EXPECT_TRUE(PumpUntilQuit(5000));
 }
@@ -149,8 +152,9 @@ TEST_F(InstallWindow, RestartRequiredScreen) {
     EXPECT_TRUE(Visible(window, 1119));
     EXPECT_EQ(Text(window, 1119), L"Restart now");
     // Finish moved left, beside Restart now.
-    HWND probe = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(110), nullptr,
-                                    [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return 0; }, 0);
+    HWND probe = CreateDialogParamW(
+        GetModuleHandleW(nullptr), MAKEINTRESOURCEW(110), nullptr,
+        [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return 0; }, 0);
     EXPECT_EQ(Position(window, 1076).x, Position(probe, 1076).x - 45);
     DestroyWindow(probe);
 
@@ -176,7 +180,8 @@ TEST_F(InstallWindow, ClosingIsRefusedWhileInstalling) {
     EXPECT_EQ(Text(window, 1056), L"Installation in progress");
 
     // Close glyph, Alt+F4 and the other closing commands do nothing now.
-    for (int id : {1074, 1075, 1076, 1119}) Press(window, id);
+    for (int id : {1074, 1075, 1076, 1119})
+        Press(window, id);
     PostMessageW(window, WM_CLOSE, 0, 0);
     PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0);
     EXPECT_FALSE(PumpUntilQuit(500));
@@ -204,7 +209,8 @@ TEST_F(InstallWindow, ProgressBarWrapsAround) {
     // Ticks counted here instead of waited for.
     KillTimer(animation, 1);
     const int start = dialog_->Progress().position;
-    for (int tick = start; tick < 100; ++tick) SendMessageW(animation, WM_TIMER, 1, 0);
+    for (int tick = start; tick < 100; ++tick)
+        SendMessageW(animation, WM_TIMER, 1, 0);
     EXPECT_EQ(SendMessageW(bar, PBM_GETPOS, 0, 0), 99);
     EXPECT_EQ(dialog_->Progress().position, 100);
     SendMessageW(animation, WM_TIMER, 1, 0);
@@ -248,12 +254,12 @@ TEST(WindowedSetup, InstallsAndCloses) {
     test_support::CopyBuiltProgram(L"session_active\\wtsapi32.dll", package.Path(),
                                    L"wtsapi32.dll");
     const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
-                              L"native,builtin", sizeof(L"native,builtin")),
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ, L"native,builtin",
+                              sizeof(L"native,builtin")),
               ERROR_SUCCESS);
 
-    const std::wstring url = L"http://127.0.0.1:" + std::wstring(port.begin(), port.end()) +
-                             L"/windowed/accept";
+    const std::wstring url =
+        L"http://127.0.0.1:" + std::wstring(port.begin(), port.end()) + L"/windowed/accept";
     std::wstring command = L"\"" + package.Path() +
                            L"\\setup.exe\" /i -tok windowed-test-token-0123456789abcdef -svr " +
                            url;
@@ -262,20 +268,18 @@ TEST(WindowedSetup, InstallsAndCloses) {
     ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
                                nullptr, &startup, &process));
     HWND window = nullptr;
-    ASSERT_TRUE(WaitUntil([&] { return (window = FindProcessDialog(process.dwProcessId)); },
-                          30000));
+    ASSERT_TRUE(
+        WaitUntil([&] { return (window = FindProcessDialog(process.dwProcessId)); }, 30000));
     EXPECT_EQ(Text(window, 1113), L"Install");
 
     // A second windowed setup in this session ends at once.
     EXPECT_EQ(test_support::RunAndWait(command, 30000), 1u);
 
     Press(window, 1113);
-    ASSERT_TRUE(WaitUntil([&] { return Visible(window, 1075) || Visible(window, 1077); },
-                          240000));
+    ASSERT_TRUE(WaitUntil([&] { return Visible(window, 1075) || Visible(window, 1077); }, 240000));
     EXPECT_EQ(Text(window, 1048), L"Installation completed");
     EXPECT_EQ(Text(window, 1075), L"Finish");
-    EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"),
-              static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));
     Press(window, 1075);
     ASSERT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
     DWORD exitCode = 1;

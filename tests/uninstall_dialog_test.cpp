@@ -22,7 +22,9 @@ const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvi
 constexpr SIZE kSuccessIcon{62, 62};
 constexpr SIZE kFailureIcon{63, 59};
 
-bool SameSize(SIZE a, SIZE b) { return a.cx == b.cx && a.cy == b.cy; }
+bool SameSize(SIZE a, SIZE b) {
+    return a.cx == b.cx && a.cy == b.cy;
+}
 
 class UninstallWindow : public ::testing::Test {
 protected:
@@ -55,8 +57,7 @@ protected:
     }
 
     void UninstallWith(Status result) {
-        GetDialogSeams().uninstall = [result](IProgressCallback* progress,
-                                              const std::wstring&) {
+        GetDialogSeams().uninstall = [result](IProgressCallback* progress, const std::wstring&) {
             progress->SetStatusText(L"Removing files...");
             return result;
         };
@@ -77,10 +78,11 @@ protected:
         SetNetFrameworkInstalled();
         CleanMachine();
         const std::string url = "http://127.0.0.1:" + port + "/uninstall-window/accept";
-        ASSERT_EQ(test_support::RunAndWait(L"\"" + PackageSetup() +
-                                               L"\" /i -sil 1 -tok uninstall-window-token-0123456789 -svr " +
-                                               std::wstring(url.begin(), url.end()),
-                                           300000),
+        ASSERT_EQ(test_support::RunAndWait(
+                      L"\"" + PackageSetup() +
+                          L"\" /i -sil 1 -tok uninstall-window-token-0123456789 -svr " +
+                          std::wstring(url.begin(), url.end()),
+                      300000),
                   0u);
         ASSERT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     }
@@ -138,13 +140,16 @@ TEST_F(UninstallWindowOnAnAgent, WrongPasswordTwiceThenTheRightOne) {
         Uninstall();
         EXPECT_EQ(dialog_->Result(), ToStatus(0x80000017));
         EXPECT_EQ(Text(window, 1056), L"Incorrect Password.  Please Try Again.");
-        for (int id : {1056, 1113, 1054, 1083, 1076, 1118}) EXPECT_TRUE(Visible(window, id)) << id;
-        for (int id : {1075, 1048, 1114}) EXPECT_FALSE(Visible(window, id)) << id;
+        for (int id : {1056, 1113, 1054, 1083, 1076, 1118})
+            EXPECT_TRUE(Visible(window, id)) << id;
+        for (int id : {1075, 1048, 1114})
+            EXPECT_FALSE(Visible(window, id)) << id;
         EXPECT_TRUE(SameSize(PictureSize(window, 1118), kFailureIcon));
         EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"),
                   static_cast<DWORD>(SERVICE_RUNNING));
         std::vector<POINT> places;
-        for (int id : kMoved) places.push_back(Position(window, id));
+        for (int id : kMoved)
+            places.push_back(Position(window, id));
         if (round == 0) {
             firstRound = places;
         } else {
@@ -197,8 +202,10 @@ TEST_F(UninstallWindow, FailedShowsTheCode) {
 TEST_F(UninstallWindow, NotPermitted) {
     GetDialogSeams().isAdministrator = [] { return false; };
     HWND window = Open();
-    EXPECT_EQ(Text(window, 1056), L"You must have administrative privileges to install the software.");
-    for (int id : {1113, 1076, 1054, 1083}) EXPECT_FALSE(Visible(window, id)) << id;
+    EXPECT_EQ(Text(window, 1056),
+              L"You must have administrative privileges to install the software.");
+    for (int id : {1113, 1076, 1054, 1083})
+        EXPECT_FALSE(Visible(window, id)) << id;
     EXPECT_TRUE(Visible(window, 1075));
     Press(window, 1074);
     EXPECT_TRUE(PumpUntilQuit(5000));

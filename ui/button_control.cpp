@@ -19,9 +19,12 @@ std::uint32_t CButtonControl::BorderColor(std::uint32_t) const {
 
 std::uint32_t CButtonControl::BackgroundColor() const {
     switch (brand_) {
-        case kBrandOrv: return 0xFF111419;
-        case kBrandTessan: return 0xFFFAF9F7;
-        default: return 0xFF071D2B;
+        case kBrandOrv:
+            return 0xFF111419;
+        case kBrandTessan:
+            return 0xFFFAF9F7;
+        default:
+            return 0xFF071D2B;
     }
 }
 
@@ -32,13 +35,18 @@ std::uint32_t CButtonControl::FillColor(std::uint32_t state) const {
         {0xFF44CC88, 0xFF77DAA8, 0xFF8BDFB5},
         {0xFFFEEB29, 0xFFFFF488, 0xFFFFF9C2},
     };
-    if (brand_ < kBrandZelko || brand_ > kBrandTessan) return kInvisible;
+    if (brand_ < kBrandZelko || brand_ > kBrandTessan)
+        return kInvisible;
     const auto& fills = kFills[brand_ - 1];
     switch (state) {
-        case kNormal: return fills[0];
-        case kHovered: return fills[1];
-        case kPressed: return fills[2];
-        default: return kInvisible;
+        case kNormal:
+            return fills[0];
+        case kHovered:
+            return fills[1];
+        case kPressed:
+            return fills[2];
+        default:
+            return kInvisible;
     }
 }
 
@@ -51,7 +59,8 @@ std::uint32_t CButtonControlSecondary::BorderColor(std::uint32_t state) const {
     switch (brand_) {
         case kBrandZelko:
         case kBrandOrv:
-            if (state == kNormal) return 0xFFBEC1C5;
+            if (state == kNormal)
+                return 0xFFBEC1C5;
             return active ? 0xFFFFFFFF : kInvisible;
         case kBrandTessan:
             return state == kNormal ? 0xFF242424 : kInvisible;
@@ -61,19 +70,25 @@ std::uint32_t CButtonControlSecondary::BorderColor(std::uint32_t state) const {
 }
 
 std::uint32_t CButtonControlSecondary::FillColor(std::uint32_t state) const {
-    if (brand_ < kBrandZelko || brand_ > kBrandTessan) return kInvisible;
+    if (brand_ < kBrandZelko || brand_ > kBrandTessan)
+        return kInvisible;
     const bool tessan = brand_ == kBrandTessan;
     switch (state) {
         // The normal fill is the dialog surface: an outlined button until hovered.
-        case kNormal: return tessan ? 0xFFFFFFFF : (brand_ == kBrandZelko ? 0xFF071D2B : 0xFF111419);
-        case kHovered: return tessan ? 0xFF242424 : 0xFF21303A;
-        case kPressed: return tessan ? 0xFF494949 : 0xFF15232E;
-        default: return kInvisible;
+        case kNormal:
+            return tessan ? 0xFFFFFFFF : (brand_ == kBrandZelko ? 0xFF071D2B : 0xFF111419);
+        case kHovered:
+            return tessan ? 0xFF242424 : 0xFF21303A;
+        case kPressed:
+            return tessan ? 0xFF494949 : 0xFF15232E;
+        default:
+            return kInvisible;
     }
 }
 
 std::uint32_t CButtonControlSecondary::TextColor(std::uint32_t state) const {
-    if (brand_ != kBrandTessan) return 0xFFFFFFFF;
+    if (brand_ != kBrandTessan)
+        return 0xFFFFFFFF;
     return state == kNormal ? 0xFF242424 : 0xFFFBFAF9;
 }
 
@@ -187,15 +202,22 @@ struct SubclassWalk {
 
 BOOL CALLBACK SubclassIfPushButton(HWND child, LPARAM data) {
     auto* walk = reinterpret_cast<SubclassWalk*>(data);
-    if (GetParent(child) != walk->dialog) return TRUE;
+    if (GetParent(child) != walk->dialog)
+        return TRUE;
     wchar_t className[16] = {};
     GetClassNameW(child, className, 16);
-    if (wcscmp(className, L"Button") != 0) return TRUE;
+    if (wcscmp(className, L"Button") != 0)
+        return TRUE;
     CButtonControl* button = nullptr;
     switch (GetWindowLongW(child, GWL_STYLE) & 0x0F) {
-        case BS_PUSHBUTTON: button = new CButtonControl(child, ActiveBrand()); break;
-        case BS_DEFPUSHBUTTON: button = new CButtonControlSecondary(child, ActiveBrand()); break;
-        default: return TRUE;
+        case BS_PUSHBUTTON:
+            button = new CButtonControl(child, ActiveBrand());
+            break;
+        case BS_DEFPUSHBUTTON:
+            button = new CButtonControlSecondary(child, ActiveBrand());
+            break;
+        default:
+            return TRUE;
     }
     button->Attach();
     walk->buttons->push_back(button);

@@ -21,7 +21,9 @@ constexpr UINT_PTR kAnimationTimer = 1;
 constexpr wchar_t kShutdownBlockReason[] =
     L"Please wait while finishing installation. Do not shut down computer.";
 
-BrandId DialogBrand() { return GetBranding()->GetBrandId(); }
+BrandId DialogBrand() {
+    return GetBranding()->GetBrandId();
+}
 
 }  // namespace
 
@@ -66,8 +68,7 @@ unsigned BrandBitmapId(BrandBitmap use) {
     return kIds[static_cast<int>(use)][column];
 }
 
-LRESULT CALLBACK ShutdownBlockWindowProc(HWND window, UINT message, WPARAM wParam,
-                                         LPARAM lParam) {
+LRESULT CALLBACK ShutdownBlockWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_CREATE:
             ShutdownBlockReasonCreate(window, kShutdownBlockReason);
@@ -104,34 +105,43 @@ void WorkerController::StopAndJoin() {
 }
 
 CDialogBase::~CDialogBase() {
-    for (CButtonControl* button : buttons_) button->Detach();
-    for (CRoundedLabel* label : labels_) label->Detach();
+    for (CButtonControl* button : buttons_)
+        button->Detach();
+    for (CRoundedLabel* label : labels_)
+        label->Detach();
     worker_.StopAndJoin();
     if (window_ != nullptr && IsWindow(window_)) {
         // Detached first, so that tearing the window down does not post another quit.
         SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
         DestroyWindow(window_);
     }
-    if (background_ != nullptr) DeleteObject(background_);
-    if (GetObjectType(linkBackground_) == OBJ_BRUSH) DeleteObject(linkBackground_);
-    if (titleFont_ != nullptr) DeleteObject(titleFont_);
-    if (textFont_ != nullptr) DeleteObject(textFont_);
+    if (background_ != nullptr)
+        DeleteObject(background_);
+    if (GetObjectType(linkBackground_) == OBJ_BRUSH)
+        DeleteObject(linkBackground_);
+    if (titleFont_ != nullptr)
+        DeleteObject(titleFont_);
+    if (textFont_ != nullptr)
+        DeleteObject(textFont_);
 }
 
 HWND CDialogBase::CreateFromTemplate(unsigned templateId) {
-    INITCOMMONCONTROLSEX controls{sizeof(controls), ICC_LINK_CLASS | ICC_PROGRESS_CLASS |
-                                                        ICC_STANDARD_CLASSES};
+    INITCOMMONCONTROLSEX controls{sizeof(controls),
+                                  ICC_LINK_CLASS | ICC_PROGRESS_CLASS | ICC_STANDARD_CLASSES};
     InitCommonControlsEx(&controls);
-    window_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(templateId),
-                                 nullptr, &DialogProc, reinterpret_cast<LPARAM>(this));
+    window_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(templateId), nullptr,
+                                 &DialogProc, reinterpret_cast<LPARAM>(this));
     return window_;
 }
 
-void CDialogBase::SetStatusText(const wchar_t* text) { SetDlgItemTextW(window_, kStatus, text); }
+void CDialogBase::SetStatusText(const wchar_t* text) {
+    SetDlgItemTextW(window_, kStatus, text);
+}
 
 void CDialogBase::ShowControl(unsigned id, bool show) {
     HWND control = GetDlgItem(window_, static_cast<int>(id));
-    if (control == nullptr) return;
+    if (control == nullptr)
+        return;
     EnableWindow(control, show ? TRUE : FALSE);
     ShowWindow(control, show ? SW_SHOW : SW_HIDE);
 }
@@ -140,11 +150,14 @@ void CDialogBase::SetText(unsigned id, const std::wstring& text) {
     SetDlgItemTextW(window_, static_cast<int>(id), text.c_str());
 }
 
-void CDialogBase::SetString(unsigned id, unsigned stringId) { SetText(id, LoadUiString(stringId)); }
+void CDialogBase::SetString(unsigned id, unsigned stringId) {
+    SetText(id, LoadUiString(stringId));
+}
 
 void CDialogBase::MoveControl(unsigned id, int dx, int dy) {
     HWND control = GetDlgItem(window_, static_cast<int>(id));
-    if (control == nullptr) return;
+    if (control == nullptr)
+        return;
     RECT area{};
     GetWindowRect(control, &area);
     MapWindowPoints(nullptr, window_, reinterpret_cast<POINT*>(&area), 2);
@@ -154,14 +167,17 @@ void CDialogBase::MoveControl(unsigned id, int dx, int dy) {
 
 void CDialogBase::SetControlBitmap(unsigned id, unsigned bitmapId) {
     HWND control = GetDlgItem(window_, static_cast<int>(id));
-    if (control == nullptr) return;
-    auto* bitmap = static_cast<HBITMAP>(LoadImageW(GetModuleHandleW(nullptr),
-                                                   MAKEINTRESOURCEW(bitmapId), IMAGE_BITMAP, 0,
-                                                   0, LR_DEFAULTCOLOR));
-    if (bitmap == nullptr) return;
+    if (control == nullptr)
+        return;
+    auto* bitmap =
+        static_cast<HBITMAP>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(bitmapId),
+                                        IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR));
+    if (bitmap == nullptr)
+        return;
     auto* previous = reinterpret_cast<HBITMAP>(
         SendMessageW(control, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(bitmap)));
-    if (previous != nullptr && previous != bitmap) DeleteObject(previous);
+    if (previous != nullptr && previous != bitmap)
+        DeleteObject(previous);
     // The control grows to the picture from its top-left corner; some systems keep a
     // centred-image static at its template size and would clip it.
     BITMAP info{};
@@ -182,8 +198,7 @@ void CDialogBase::ApplyFonts() {
     ReleaseDC(window_, dc);
     SendDlgItemMessageW(window_, kTitle, WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_), TRUE);
     SendDlgItemMessageW(window_, kStatus, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
-    SendDlgItemMessageW(window_, kSubtitle, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_),
-                        TRUE);
+    SendDlgItemMessageW(window_, kSubtitle, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
 }
 
 void CDialogBase::Repaint() {
@@ -192,10 +207,12 @@ void CDialogBase::Repaint() {
 }
 
 void CDialogBase::StartProgress() {
-    if (progress_.bar != nullptr && progress_.animation != nullptr) return;
+    if (progress_.bar != nullptr && progress_.animation != nullptr)
+        return;
     HWND bar = GetDlgItem(window_, kProgressBar);
     HWND animation = GetDlgItem(window_, kAnimation);
-    if (bar == nullptr || animation == nullptr) return;
+    if (bar == nullptr || animation == nullptr)
+        return;
     progress_.bar = bar;
     progress_.animation = animation;
     ShowWindow(bar, SW_SHOW);
@@ -212,7 +229,8 @@ void CDialogBase::StartProgress() {
 }
 
 void CDialogBase::StopProgress() {
-    if (progress_.bar == nullptr || progress_.animation == nullptr) return;
+    if (progress_.bar == nullptr || progress_.animation == nullptr)
+        return;
     progress_.position = 0;
     progress_.limit = 100;
     KillTimer(progress_.animation, kAnimationTimer);
@@ -230,7 +248,8 @@ void CDialogBase::StartAnimationTimer() {
 LRESULT CALLBACK CDialogBase::AnimationProc(HWND window, UINT message, WPARAM wParam,
                                             LPARAM lParam) {
     auto* progress = reinterpret_cast<ProgressAnimation*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (progress == nullptr) return DefWindowProcW(window, message, wParam, lParam);
+    if (progress == nullptr)
+        return DefWindowProcW(window, message, wParam, lParam);
     WNDPROC previous = progress->previous;
     if (message == WM_TIMER && wParam == kAnimationTimer) {
         if (progress->position < progress->limit) {
@@ -283,8 +302,10 @@ bool CDialogBase::HandleClosingCommand(unsigned id) {
         default:
             return false;
     }
-    if (inProgress_) return true;
-    if (id == kRestartButton) RequestReboot();
+    if (inProgress_)
+        return true;
+    if (id == kRestartButton)
+        RequestReboot();
     PostMessageW(window_, WM_CLOSE, 0, 0);
     return true;
 }
@@ -292,11 +313,11 @@ bool CDialogBase::HandleClosingCommand(unsigned id) {
 namespace {
 
 HBRUSH CreateBackgroundBrush() {
-    auto* bitmap = static_cast<HBITMAP>(
-        LoadImageW(GetModuleHandleW(nullptr),
-                   MAKEINTRESOURCEW(BrandBitmapId(BrandBitmap::kBackground)), IMAGE_BITMAP, 0,
-                   0, LR_DEFAULTCOLOR));
-    if (bitmap == nullptr) return nullptr;
+    auto* bitmap = static_cast<HBITMAP>(LoadImageW(
+        GetModuleHandleW(nullptr), MAKEINTRESOURCEW(BrandBitmapId(BrandBitmap::kBackground)),
+        IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR));
+    if (bitmap == nullptr)
+        return nullptr;
     HBRUSH brush = CreatePatternBrush(bitmap);
     DeleteObject(bitmap);
     return brush;
@@ -324,23 +345,23 @@ void CDialogBase::Initialise() {
     if (DialogBrand() == kBrandTessan) {
         RECT client{};
         GetClientRect(window_, &client);
-        SetWindowRgn(window_, CreateRoundRectRgn(0, 0, client.right, client.bottom, 38, 38),
-                     TRUE);
+        SetWindowRgn(window_, CreateRoundRectRgn(0, 0, client.right, client.bottom, 38, 38), TRUE);
     }
 }
 
-INT_PTR CALLBACK CDialogBase::DialogProc(HWND window, UINT message, WPARAM wParam,
-                                         LPARAM lParam) {
+INT_PTR CALLBACK CDialogBase::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_INITDIALOG) {
         auto* self = reinterpret_cast<CDialogBase*>(lParam);
         SetWindowLongPtrW(window, GWLP_USERDATA, lParam);
-        if (self == nullptr) return 0;
+        if (self == nullptr)
+            return 0;
         self->window_ = window;
         self->Initialise();
         return reinterpret_cast<INT_PTR>(self->background_);
     }
     auto* self = reinterpret_cast<CDialogBase*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (self == nullptr) return 0;
+    if (self == nullptr)
+        return 0;
     return self->HandleMessage(message, wParam, lParam);
 }
 
@@ -405,7 +426,8 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
             return 0;
         case WM_CLOSE:
         case WM_DESTROY:
-            if (inProgress_) return 1;
+            if (inProgress_)
+                return 1;
             EndDialog(window_, 2);
             PostQuitMessage(0);
             return 1;

@@ -127,8 +127,7 @@ private:
     INT_PTR HandleMessage(UINT message, WPARAM wParam, LPARAM lParam);
     void Initialise();
     static void WorkerMain(WorkerStart* start);
-    static LRESULT CALLBACK AnimationProc(HWND window, UINT message, WPARAM wParam,
-                                          LPARAM lParam);
+    static LRESULT CALLBACK AnimationProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
     HBRUSH linkBackground_ = nullptr;
     POINT dragOrigin_{};
@@ -150,5 +149,4 @@ enum class BrandBitmap { kBackground, kCloseGlyph, kSuccess, kFailure };
 unsigned BrandBitmapId(BrandBitmap use);
 
 // The window of the shutdown block during a windowed run.
-LRESULT CALLBACK ShutdownBlockWindowProc(HWND window, UINT message, WPARAM wParam,
-                                         LPARAM lParam);
+LRESULT CALLBACK ShutdownBlockWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);

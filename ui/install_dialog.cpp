@@ -16,10 +16,12 @@
 std::wstring VersionLine(bool debug) {
     std::array<std::uint16_t, 4> version{26, 1, 0, 0};
     std::array<std::uint16_t, 4> read{};
-    if (!Failed(file_sys::GetFileVersion(read))) version = read;
+    if (!Failed(file_sys::GetFileVersion(read)))
+        version = read;
     std::wstring line = L"ver. " + std::to_wstring(version[0]) + L"." +
                         std::to_wstring(version[1]) + L"." + std::to_wstring(version[2]);
-    if (debug) line += L" (debug)";
+    if (debug)
+        line += L" (debug)";
     return line;
 }
 
@@ -32,7 +34,8 @@ std::wstring FailureLine(unsigned textId, std::int32_t code) {
 HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
     languageId_ = languageId;
     inProgress_ = false;
-    if (CreateFromTemplate(IDD_INSTALL) == nullptr) return nullptr;
+    if (CreateFromTemplate(IDD_INSTALL) == nullptr)
+        return nullptr;
 
     const SetupSettings& settings = GetSetupSettings();
     SetWindowTextW(window_, LoadUiString(IDS_BUSINESS_AGENT).c_str());
@@ -92,7 +95,8 @@ void CInstallDialog::OnCommand(HWND, unsigned id) {
 }
 
 void CInstallDialog::StartInstallation() {
-    if (inProgress_) return;
+    if (inProgress_)
+        return;
     inProgress_ = true;
     ShowControl(kAgreementLink, false);
     ShowControl(kMainButton, false);
@@ -173,10 +177,11 @@ void CInstallDialog::ShowResult() {
 
 void CInstallDialog::OpenInstallLog() {
     std::wstring path = file_sys::GetCommonAppDataFolder();
-    if (path.empty()) return;
-    for (const wchar_t* part :
-         {GetBranding()->GetDataSubfolder(), L"log", L"agentinstaller.log"}) {
-        if (path.back() != L'\\') path += L'\\';
+    if (path.empty())
+        return;
+    for (const wchar_t* part : {GetBranding()->GetDataSubfolder(), L"log", L"agentinstaller.log"}) {
+        if (path.back() != L'\\')
+            path += L'\\';
         path += part;
     }
     ShellOpen(path, SW_SHOWDEFAULT);

@@ -19,10 +19,9 @@ struct Language {
 
 // The gaps in the numbering are the installer's own and are kept.
 constexpr Language kLanguages[] = {
-    {1, L"en-US", 0x0409},  {3, L"it-IT", 0x0410},  {4, L"cs-CZ", 0x0405},
-    {6, L"ru-RU", 0x0419},  {11, L"de-DE", 0x0407}, {12, L"es-MX", 0x080A},
-    {14, L"pt-BR", 0x0416}, {19, L"ja-JP", 0x0411}, {31, L"nb-NO", 0x0414},
-    {32, L"fr-FR", 0x040C},
+    {1, L"en-US", 0x0409},  {3, L"it-IT", 0x0410},  {4, L"cs-CZ", 0x0405},  {6, L"ru-RU", 0x0419},
+    {11, L"de-DE", 0x0407}, {12, L"es-MX", 0x080A}, {14, L"pt-BR", 0x0416}, {19, L"ja-JP", 0x0411},
+    {31, L"nb-NO", 0x0414}, {32, L"fr-FR", 0x040C},
 };
 
 constexpr wchar_t kLanguageKey[] = L"runtime://agent/LangCode";
@@ -45,8 +44,8 @@ const Language* Find(std::uint32_t number) {
 bool FindString(HMODULE module, unsigned id, LANGID language, std::wstring& text) {
     HRSRC block = FindResourceExW(module, RT_STRING, MAKEINTRESOURCEW(id / 16 + 1), language);
     HGLOBAL loaded = block != nullptr ? LoadResource(module, block) : nullptr;
-    const auto* entry = loaded != nullptr ? static_cast<const WCHAR*>(LockResource(loaded))
-                                          : nullptr;
+    const auto* entry =
+        loaded != nullptr ? static_cast<const WCHAR*>(LockResource(loaded)) : nullptr;
     if (entry == nullptr) {
         return false;
     }

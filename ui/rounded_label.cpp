@@ -17,14 +17,20 @@ std::uint32_t CRoundedLabel::TextColor(std::uint32_t) const {
     return CButtonControl(nullptr, brand_).TextColor(CButtonControl::kNormal);
 }
 
-std::uint32_t CZelkoBetaLabel::FillColor(std::uint32_t) const { return 0xFFFF7602; }
+std::uint32_t CZelkoBetaLabel::FillColor(std::uint32_t) const {
+    return 0xFFFF7602;
+}
 
 std::uint32_t COrvBetaLabel::FillColor(std::uint32_t) const {
     switch (brand_) {
-        case kBrandZelko: return 0xFF005FD1;
-        case kBrandOrv: return 0xFF77DAA8;
-        case kBrandTessan: return 0xFFFFF488;
-        default: return 0x00FFFFFF;
+        case kBrandZelko:
+            return 0xFF005FD1;
+        case kBrandOrv:
+            return 0xFF77DAA8;
+        case kBrandTessan:
+            return 0xFFFFF488;
+        default:
+            return 0x00FFFFFF;
     }
 }
 

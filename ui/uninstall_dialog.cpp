@@ -14,7 +14,8 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
     languageId_ = languageId;
     inProgress_ = false;
     result_ = 0;
-    if (CreateFromTemplate(IDD_UNINSTALL) == nullptr) return nullptr;
+    if (CreateFromTemplate(IDD_UNINSTALL) == nullptr)
+        return nullptr;
 
     SetWindowTextW(window_, LoadUiString(IDS_SETUP).c_str());
     SetString(kTitle, IDS_BUSINESS_AGENT);
@@ -64,7 +65,8 @@ void CUninstallDialog::OnCommand(HWND, unsigned id) {
 }
 
 void CUninstallDialog::StartUninstallation() {
-    if (inProgress_) return;
+    if (inProgress_)
+        return;
     inProgress_ = true;
     std::wstring password;
     HWND entry = GetDlgItem(window_, kPasswordEntry);

@@ -1,5 +1,8 @@
 #include "tests/support/dialog_driver.h"
 
+#include <filesystem>
+#include <fstream>
+
 namespace dialog_driver {
 
 void Pump(DWORD milliseconds) {
@@ -19,8 +22,10 @@ bool PumpUntil(const std::function<bool()>& done, DWORD timeoutMs) {
             TranslateMessage(&message);
             DispatchMessageW(&message);
         }
-        if (done()) return true;
-        if (GetTickCount64() >= end) return false;
+        if (done())
+            return true;
+        if (GetTickCount64() >= end)
+            return false;
         MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
     }
 }
@@ -30,7 +35,8 @@ bool PumpUntilQuit(DWORD timeoutMs) {
     MSG message{};
     while (GetTickCount64() < end) {
         while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            if (message.message == WM_QUIT) return true;
+            if (message.message == WM_QUIT)
+                return true;
             TranslateMessage(&message);
             DispatchMessageW(&message);
         }
@@ -42,7 +48,8 @@ bool PumpUntilQuit(DWORD timeoutMs) {
 bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs) {
     const ULONGLONG end = GetTickCount64() + timeoutMs;
     while (!done()) {
-        if (GetTickCount64() >= end) return false;
+        if (GetTickCount64() >= end)
+            return false;
         Sleep(50);
     }
     return true;
@@ -67,14 +74,44 @@ POINT Position(HWND dialog, int id) {
 }
 
 SIZE PictureSize(HWND dialog, int id) {
-    auto bitmap = reinterpret_cast<HBITMAP>(
-        SendDlgItemMessageW(dialog, id, STM_GETIMAGE, IMAGE_BITMAP, 0));
+    auto bitmap =
+        reinterpret_cast<HBITMAP>(SendDlgItemMessageW(dialog, id, STM_GETIMAGE, IMAGE_BITMAP, 0));
     BITMAP info{};
-    if (bitmap == nullptr || GetObjectW(bitmap, sizeof(info), &info) == 0) return {0, 0};
+    if (bitmap == nullptr || GetObjectW(bitmap, sizeof(info), &info) == 0)
+        return {0, 0};
     return {info.bmWidth, info.bmHeight};
 }
 
-void Press(HWND dialog, int id) { PostMessageW(dialog, WM_COMMAND, static_cast<WPARAM>(id), 0); }
+bool SaveWindowPicture(HWND window, const std::wstring& path) {
+    RECT area{};
+    GetWindowRect(window, &area);
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
+    HDC screen = GetDC(nullptr);
+    HDC memory = CreateCompatibleDC(screen);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB};
+    void* bits = nullptr;
+    HBITMAP picture = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HGDIOBJ previous = SelectObject(memory, picture);
+    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    SelectObject(memory, previous);
+    const DWORD stride = ((width * 3 + 3) / 4) * 4;
+    BITMAPFILEHEADER header{0x4D42, 0, 0, 0, sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)};
+    header.bfSize = header.bfOffBits + stride * height;
+    std::ofstream file(std::filesystem::path(path), std::ios::binary);
+    file.write(reinterpret_cast<const char*>(&header), sizeof(header));
+    file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof(info.bmiHeader));
+    file.write(static_cast<const char*>(bits), stride * height);
+    DeleteObject(picture);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+    return file.good();
+}
+
+void Press(HWND dialog, int id) {
+    PostMessageW(dialog, WM_COMMAND, static_cast<WPARAM>(id), 0);
+}
 
 namespace {
 

@@ -28,6 +28,9 @@ SIZE PictureSize(HWND dialog, int id);
 // Presses a control by posting its command, as the owner-drawn buttons do.
 void Press(HWND dialog, int id);
 
+// Saves what the screen shows of the window as a 24-bit BMP (needs a real display).
+bool SaveWindowPicture(HWND window, const std::wstring& path);
+
 // The visible dialog window of a process, or null.
 HWND FindProcessDialog(DWORD processId);
 

@@ -7,8 +7,6 @@
 #include <windows.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <gdiplus.h>
 #include <memory>
 #include <string>
@@ -16,6 +14,7 @@
 #include "setup/branding/branding.h"
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
+#include "tests/support/dialog_driver.h"
 #include "tests/support/policy_db.h"
 #include "ui/dialog_seams.h"
 #include "ui/install_dialog.h"
@@ -37,33 +36,6 @@ void Pump(DWORD milliseconds) {
         }
         MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
     }
-}
-
-bool SaveWindow(HWND window, const std::wstring& path) {
-    RECT area{};
-    GetWindowRect(window, &area);
-    const int width = area.right - area.left;
-    const int height = area.bottom - area.top;
-    HDC screen = GetDC(nullptr);
-    HDC memory = CreateCompatibleDC(screen);
-    BITMAPINFO info{};
-    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB};
-    void* bits = nullptr;
-    HBITMAP picture = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    HGDIOBJ previous = SelectObject(memory, picture);
-    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
-    SelectObject(memory, previous);
-    const DWORD stride = ((width * 3 + 3) / 4) * 4;
-    BITMAPFILEHEADER header{0x4D42, 0, 0, 0, sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)};
-    header.bfSize = header.bfOffBits + stride * height;
-    std::ofstream file(std::filesystem::path(path), std::ios::binary);
-    file.write(reinterpret_cast<const char*>(&header), sizeof(header));
-    file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof(info.bmiHeader));
-    file.write(static_cast<const char*>(bits), stride * height);
-    DeleteObject(picture);
-    DeleteDC(memory);
-    ReleaseDC(nullptr, screen);
-    return file.good();
 }
 
 Status Blocked(IProgressCallback* progress, unsigned statusText) {
@@ -93,11 +65,16 @@ int wmain(int argc, wchar_t** argv) {
     DialogSeams& seams = GetDialogSeams();
     seams.isAdministrator = [screen] { return screen != L"not-permitted"; };
     Status result = 0;
-    if (screen == L"restart") result = ToStatus(0x10000005);
-    if (screen == L"failed") result = ToStatus(0x80000203);
-    if (screen == L"policy") result = ToStatus(0x8000000B);
-    if (screen == L"wrong-password") result = ToStatus(0x80000017);
-    if (screen == L"removed-restart") result = ToStatus(0x80000052);
+    if (screen == L"restart")
+        result = ToStatus(0x10000005);
+    if (screen == L"failed")
+        result = ToStatus(0x80000203);
+    if (screen == L"policy")
+        result = ToStatus(0x8000000B);
+    if (screen == L"wrong-password")
+        result = ToStatus(0x80000017);
+    if (screen == L"removed-restart")
+        result = ToStatus(0x80000052);
     const bool blocked = screen == L"installing" || screen == L"removing";
     seams.install = [=](IProgressCallback* progress) {
         return blocked ? Blocked(progress, 212) : result;
@@ -117,10 +94,11 @@ int wmain(int argc, wchar_t** argv) {
         dialog = std::make_unique<CUninstallDialog>();
     }
     HWND window = dialog->Create(language, screen == L"ready");
-    if (window == nullptr) return 3;
+    if (window == nullptr)
+        return 3;
     Pump(600);
-    const bool pressed = screen != L"ready" && screen != L"not-permitted" &&
-                         screen != L"confirm" && screen != L"confirm-password";
+    const bool pressed = screen != L"ready" && screen != L"not-permitted" && screen != L"confirm" &&
+                         screen != L"confirm-password";
     if (pressed) {
         PostMessageW(window, WM_COMMAND, 1113, 0);
         Pump(blocked ? 1500 : 1000);
@@ -131,10 +109,11 @@ int wmain(int argc, wchar_t** argv) {
         Pump(1000);
     }
     if (GetEnvironmentVariableW(L"SHOWCASE_REPAINT", nullptr, 0) > 0) {
-        RedrawWindow(window, nullptr, nullptr, RDW_ERASE | RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+        RedrawWindow(window, nullptr, nullptr,
+                     RDW_ERASE | RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
         Pump(500);
     }
-    const bool saved = SaveWindow(window, argv[4]);
+    const bool saved = dialog_driver::SaveWindowPicture(window, argv[4]);
     fflush(stdout);
     // A blocked worker never ends; leave without waiting for it.
     ExitProcess(saved ? 0 : 1);

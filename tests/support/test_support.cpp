@@ -12,7 +12,9 @@
 
 namespace test_support {
 
-std::wstring BinFolder() { return process_sys::FolderOf(process_sys::GetModulePath()); }
+std::wstring BinFolder() {
+    return process_sys::FolderOf(process_sys::GetModulePath());
+}
 
 TempFolder::TempFolder() {
     static std::atomic<unsigned> counter{0};
@@ -46,11 +48,13 @@ DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs) {
     DWORD error = 0;
     for (int attempt = 0; attempt < 5 && !started; ++attempt) {
         mutableLine = commandLine;
-        started = CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0,
-                                 nullptr, nullptr, &startup, &info);
+        started = CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                                 nullptr, &startup, &info);
         error = started ? 0 : GetLastError();
-        if (!started && error != ERROR_INTERNAL_ERROR) break;
-        if (!started) Sleep(500);
+        if (!started && error != ERROR_INTERNAL_ERROR)
+            break;
+        if (!started)
+            Sleep(500);
     }
     if (!started) {
         ADD_FAILURE() << "cannot start " << Narrow(commandLine) << ": error " << error;
