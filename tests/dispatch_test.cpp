@@ -90,21 +90,11 @@ TEST_F(Dispatch, ActiveSessionRunsWindowed) {
     CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
 
     // The install window opens; closing it ends the run with 0.
-    std::wstring command = L"\"" + SetupPath() + L"\" /i";
-    STARTUPINFOW startup{sizeof(startup)};
-    PROCESS_INFORMATION process{};
-    ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                               nullptr, &startup, &process));
-    HWND window = nullptr;
-    EXPECT_TRUE(dialog_driver::WaitUntil(
-        [&] { return (window = dialog_driver::FindProcessDialog(process.dwProcessId)); }, 30000));
+    dialog_driver::WindowedProgram setup(L"\"" + SetupPath() + L"\" /i");
+    HWND window = setup.WaitForDialog(30000);
+    ASSERT_NE(window, nullptr);
     PostMessageW(window, WM_CLOSE, 0, 0);
-    EXPECT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
-    DWORD exitCode = 1;
-    GetExitCodeProcess(process.hProcess, &exitCode);
-    EXPECT_EQ(exitCode, 0u);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
+    EXPECT_EQ(setup.WaitForExit(30000), 0u);
 
     EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
     RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");

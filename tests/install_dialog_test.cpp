@@ -41,9 +41,7 @@ protected:
     void TearDown() override {
         dialog_.reset();
         GetDialogSeams() = {};
-        MSG message{};
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        }
+        DrainMessages();
     }
 
     HWND Open() {
@@ -64,6 +62,15 @@ protected:
         ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
         ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 30000));
         Pump(50);
+    }
+
+    // An installation that runs until release is set.
+    static void BlockInstallationUntil(HANDLE release) {
+        GetDialogSeams().install = [release](IProgressCallback* progress) {
+            progress->SetStatusText(L"Copying files...");
+            WaitForSingleObject(release, 30000);
+            return 0;
+        };
     }
 
     std::unique_ptr<CInstallDialog> dialog_;
@@ -168,11 +175,7 @@ TEST_F(InstallWindow, RestartRequiredScreen) {
 
 TEST_F(InstallWindow, ClosingIsRefusedWhileInstalling) {
     HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    GetDialogSeams().install = [release](IProgressCallback* progress) {
-        progress->SetStatusText(L"Copying files...");
-        WaitForSingleObject(release, 30000);
-        return 0;
-    };
+    BlockInstallationUntil(release);
     HWND window = Open();
     Press(window, 1113);
     ASSERT_TRUE(PumpUntil([&] { return Text(window, 1048) == L"Copying files..."; }, 5000));
@@ -197,10 +200,7 @@ TEST_F(InstallWindow, ClosingIsRefusedWhileInstalling) {
 
 TEST_F(InstallWindow, ProgressBarWrapsAround) {
     HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    GetDialogSeams().install = [release](IProgressCallback*) {
-        WaitForSingleObject(release, 30000);
-        return 0;
-    };
+    BlockInstallationUntil(release);
     HWND window = Open();
     Press(window, 1113);
     ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
@@ -260,16 +260,12 @@ TEST(WindowedSetup, InstallsAndCloses) {
 
     const std::wstring url =
         L"http://127.0.0.1:" + std::wstring(port.begin(), port.end()) + L"/windowed/accept";
-    std::wstring command = L"\"" + package.Path() +
-                           L"\\setup.exe\" /i -tok windowed-test-token-0123456789abcdef -svr " +
-                           url;
-    STARTUPINFOW startup{sizeof(startup)};
-    PROCESS_INFORMATION process{};
-    ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                               nullptr, &startup, &process));
-    HWND window = nullptr;
-    ASSERT_TRUE(
-        WaitUntil([&] { return (window = FindProcessDialog(process.dwProcessId)); }, 30000));
+    const std::wstring command =
+        L"\"" + package.Path() +
+        L"\\setup.exe\" /i -tok windowed-test-token-0123456789abcdef -svr " + url;
+    WindowedProgram setup(command);
+    HWND window = setup.WaitForDialog(30000);
+    ASSERT_NE(window, nullptr);
     EXPECT_EQ(Text(window, 1113), L"Install");
 
     // A second windowed setup in this session ends at once.
@@ -281,12 +277,7 @@ TEST(WindowedSetup, InstallsAndCloses) {
     EXPECT_EQ(Text(window, 1075), L"Finish");
     EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));
     Press(window, 1075);
-    ASSERT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
-    DWORD exitCode = 1;
-    GetExitCodeProcess(process.hProcess, &exitCode);
-    EXPECT_EQ(exitCode, 0u);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
+    EXPECT_EQ(setup.WaitForExit(30000), 0u);
     RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
     CleanMachine();
 }

@@ -35,9 +35,7 @@ protected:
     void TearDown() override {
         dialog_.reset();
         GetDialogSeams() = {};
-        MSG message{};
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        }
+        DrainMessages();
     }
 
     HWND Open() {

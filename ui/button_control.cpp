@@ -3,6 +3,7 @@
 #include <string>
 
 #include "ui/ui_drawing.h"
+#include "ui/window_subclass.h"
 
 namespace {
 
@@ -93,16 +94,11 @@ std::uint32_t CButtonControlSecondary::TextColor(std::uint32_t state) const {
 }
 
 void CButtonControl::Attach() {
-    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    previous_ = reinterpret_cast<WNDPROC>(
-        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&WindowProc)));
+    previous_ = SubclassControl(window_, this, &WindowProc);
 }
 
 void CButtonControl::Detach() {
-    if (previous_ != nullptr && IsWindow(window_)) {
-        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous_));
-        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
-    }
+    RestoreControl(window_, previous_);
     previous_ = nullptr;
 }
 

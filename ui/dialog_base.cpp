@@ -14,6 +14,7 @@
 #include "ui/localisation.h"
 #include "ui/rounded_label.h"
 #include "ui/ui_drawing.h"
+#include "ui/window_subclass.h"
 
 namespace {
 
@@ -223,9 +224,7 @@ void CDialogBase::StartProgress() {
     SetWindowTheme(bar, L"", L"");
     SendMessageW(bar, PBM_SETBARCOLOR, 0, 0xF67000);
     SendMessageW(bar, PBM_SETBKCOLOR, 0, DialogBrand() == kBrandTessan ? 0xDFDFDF : 0x050505);
-    SetWindowLongPtrW(animation, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&progress_));
-    progress_.previous = reinterpret_cast<WNDPROC>(
-        SetWindowLongPtrW(animation, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&AnimationProc)));
+    progress_.previous = SubclassControl(animation, &progress_, &AnimationProc);
 }
 
 void CDialogBase::StopProgress() {
@@ -263,8 +262,7 @@ LRESULT CALLBACK CDialogBase::AnimationProc(HWND window, UINT message, WPARAM wP
     }
     if (message == WM_NCDESTROY) {
         KillTimer(window, kAnimationTimer);
-        SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous));
-        SetWindowLongPtrW(window, GWLP_USERDATA, 0);
+        RestoreControl(window, previous);
         progress->bar = nullptr;
         progress->animation = nullptr;
     }

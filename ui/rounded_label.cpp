@@ -4,6 +4,7 @@
 
 #include "ui/button_control.h"
 #include "ui/ui_drawing.h"
+#include "ui/window_subclass.h"
 
 std::uint32_t CRoundedLabel::BorderColor(std::uint32_t) const {
     return CButtonControl(nullptr, brand_).BorderColor(CButtonControl::kNormal);
@@ -35,16 +36,11 @@ std::uint32_t COrvBetaLabel::FillColor(std::uint32_t) const {
 }
 
 void CRoundedLabel::Attach() {
-    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    previous_ = reinterpret_cast<WNDPROC>(
-        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&WindowProc)));
+    previous_ = SubclassControl(window_, this, &WindowProc);
 }
 
 void CRoundedLabel::Detach() {
-    if (previous_ != nullptr && IsWindow(window_)) {
-        SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(previous_));
-        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
-    }
+    RestoreControl(window_, previous_);
     previous_ = nullptr;
 }
 

@@ -142,4 +142,49 @@ HWND FindProcessDialog(DWORD processId) {
     return search.found;
 }
 
+WindowedProgram::WindowedProgram(std::wstring commandLine) {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process_)) {
+        process_ = {};
+    }
+}
+
+WindowedProgram::~WindowedProgram() {
+    if (process_.hProcess == nullptr)
+        return;
+    if (StillRunning())
+        TerminateProcess(process_.hProcess, 0xDEADBEEF);
+    CloseHandle(process_.hThread);
+    CloseHandle(process_.hProcess);
+}
+
+HWND WindowedProgram::WaitForDialog(DWORD timeoutMs) {
+    HWND window = nullptr;
+    if (Started()) {
+        WaitUntil([&] { return (window = FindProcessDialog(process_.dwProcessId)) != nullptr; },
+                  timeoutMs);
+    }
+    return window;
+}
+
+DWORD WindowedProgram::WaitForExit(DWORD timeoutMs) {
+    DWORD exitCode = 0xDEADBEEF;
+    if (Started() && WaitForSingleObject(process_.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(process_.hProcess, &exitCode);
+    }
+    return exitCode;
+}
+
+bool WindowedProgram::StillRunning() const {
+    return Started() && WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT;
+}
+
+void DrainMessages() {
+    MSG message{};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    }
+}
+
 }  // namespace dialog_driver

@@ -34,4 +34,26 @@ bool SaveWindowPicture(HWND window, const std::wstring& path);
 // The visible dialog window of a process, or null.
 HWND FindProcessDialog(DWORD processId);
 
+// A program started with a window of its own, as a user starts setup.exe.
+class WindowedProgram {
+public:
+    explicit WindowedProgram(std::wstring commandLine);
+    ~WindowedProgram();
+    WindowedProgram(const WindowedProgram&) = delete;
+    WindowedProgram& operator=(const WindowedProgram&) = delete;
+
+    bool Started() const { return process_.hProcess != nullptr; }
+    // Its dialog window once it shows, or null after the timeout.
+    HWND WaitForDialog(DWORD timeoutMs);
+    // Its exit code once it ended, or 0xDEADBEEF after the timeout.
+    DWORD WaitForExit(DWORD timeoutMs);
+    bool StillRunning() const;
+
+private:
+    PROCESS_INFORMATION process_{};
+};
+
+// Throws away whatever this thread's queue still holds, a quit message included.
+void DrainMessages();
+
 }  // namespace dialog_driver

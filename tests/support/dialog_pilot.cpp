@@ -19,20 +19,16 @@ int wmain(int argc, wchar_t** argv) {
     std::wstring command = L"\"" + std::wstring(argv[2]) + L"\"";
     for (int i = 3; i < argc; ++i)
         command += std::wstring(L" ") + argv[i];
-    STARTUPINFOW startup{sizeof(startup)};
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
+    WindowedProgram setup(command);
+    if (!setup.Started()) {
         wprintf(L"cannot start setup.exe: error %lu\n", GetLastError());
         return 1;
     }
-    HWND window = nullptr;
-    if (!WaitUntil([&] { return (window = FindProcessDialog(process.dwProcessId)); }, 180000)) {
-        DWORD exitCode = STILL_ACTIVE;
-        GetExitCodeProcess(process.hProcess, &exitCode);
+    HWND window = setup.WaitForDialog(180000);
+    if (window == nullptr) {
+        const DWORD exitCode = setup.StillRunning() ? STILL_ACTIVE : setup.WaitForExit(0);
         wprintf(L"no window appeared (setup.exe %ls 0x%08lx)\n",
                 exitCode == STILL_ACTIVE ? L"still running" : L"ended with", exitCode);
-        TerminateProcess(process.hProcess, 1);
         return 1;
     }
     wprintf(L"window: \"%ls\" - pressing \"%ls\"\n", Text(window, 1056).c_str(),
@@ -52,10 +48,7 @@ int wmain(int argc, wchar_t** argv) {
     const int closer = Visible(window, 1075) ? 1075 : Visible(window, 1076) ? 1076 : 1074;
     wprintf(L"pressing \"%ls\"\n", Text(window, closer).c_str());
     Press(window, closer);
-    DWORD exitCode = 0xFFFFFFFF;
-    if (WaitForSingleObject(process.hProcess, 60000) == WAIT_OBJECT_0) {
-        GetExitCodeProcess(process.hProcess, &exitCode);
-    }
+    const DWORD exitCode = setup.WaitForExit(60000);
     wprintf(L"setup.exe exit code 0x%08lx\n", exitCode);
     return ended ? 0 : 1;
 }
