@@ -11,6 +11,7 @@
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
 #include "tests/support/dialog_driver.h"
+#include "tests/support/dialog_fixture.h"
 #include "tests/support/test_support.h"
 #include "tests/support/gdiplus_environment.h"
 #include "ui/dialog_seams.h"
@@ -23,32 +24,12 @@ using namespace dialog_driver;
 
 const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvironment);
 
-constexpr SIZE kSuccessIcon{62, 62};
-constexpr SIZE kFailureIcon{63, 59};
-
-bool operator==(SIZE a, SIZE b) {
-    return a.cx == b.cx && a.cy == b.cy;
-}
-
 // The window of an installation whose engine is replaced by the seam.
-class InstallWindow : public ::testing::Test {
+class InstallWindow : public DialogTest<CInstallDialog> {
 protected:
     void SetUp() override {
-        GetDialogSeams() = {};
+        DialogTest::SetUp();
         ParseCommandLineText(GetSetupSettings(), L"setup.exe /i");
-        GetDialogSeams().isAdministrator = [] { return true; };
-    }
-    void TearDown() override {
-        dialog_.reset();
-        GetDialogSeams() = {};
-        DrainMessages();
-    }
-
-    HWND Open() {
-        dialog_ = std::make_unique<CInstallDialog>();
-        HWND window = dialog_->Create(1, false);
-        EXPECT_NE(window, nullptr);
-        return window;
     }
 
     // Presses Install and waits for the completion notice.
@@ -57,11 +38,8 @@ protected:
             progress->SetStatusText(L"Copying files...");
             return result;
         };
-        HWND window = Open();
-        Press(window, 1113);
-        ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
-        ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 30000));
-        Pump(50);
+        Open();
+        PressMainButtonAndWait();
     }
 
     // An installation that runs until release is set.
@@ -72,8 +50,6 @@ protected:
             return 0;
         };
     }
-
-    std::unique_ptr<CInstallDialog> dialog_;
 };
 
 TEST_F(InstallWindow, ReadyScreen) {
@@ -135,7 +111,8 @@ TEST_F(InstallWindow, ResultScreens) {
         EXPECT_FALSE(Visible(window, 1035));
         EXPECT_FALSE(Visible(window, 1113));
         EXPECT_FALSE(Visible(window, 1119));
-        EXPECT_TRUE(PictureSize(window, 1118) == (expected.success ? kSuccessIcon : kFailureIcon));
+        EXPECT_TRUE(
+            SameSize(PictureSize(window, 1118), expected.success ? kSuccessIcon : kFailureIcon));
         EXPECT_EQ(Visible(window, 1075), expected.success);
         EXPECT_EQ(Visible(window, 1077), !expected.success);
         EXPECT_EQ(Visible(window, 1076), !expected.success);
@@ -152,7 +129,7 @@ TEST_F(InstallWindow, RestartRequiredScreen) {
     InstallWith(ToStatus(0x10000005));
     HWND window = dialog_->Window();
     EXPECT_EQ(Text(window, 1048), L"Installation completed. Restart required.");
-    EXPECT_TRUE(PictureSize(window, 1118) == kSuccessIcon);
+    EXPECT_TRUE(SameSize(PictureSize(window, 1118), kSuccessIcon));
     EXPECT_FALSE(Visible(window, 1075));
     EXPECT_TRUE(Visible(window, 1076));
     EXPECT_EQ(Text(window, 1076), L"Finish");
@@ -236,8 +213,7 @@ TEST_F(InstallWindow, OpenInstallLogOpensTheInstallersLog) {
 }
 
 TEST_F(InstallWindow, BetaBadge) {
-    dialog_ = std::make_unique<CInstallDialog>();
-    HWND window = dialog_->Create(1, true);
+    HWND window = Open(true);
     EXPECT_TRUE(Visible(window, 2001));
 }
 

@@ -6,6 +6,7 @@
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
 #include "tests/support/dialog_driver.h"
+#include "tests/support/dialog_fixture.h"
 #include "tests/support/gdiplus_environment.h"
 #include "tests/support/policy_db.h"
 #include "tests/support/test_support.h"
@@ -19,40 +20,9 @@ using namespace dialog_driver;
 
 const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvironment);
 
-constexpr SIZE kSuccessIcon{62, 62};
-constexpr SIZE kFailureIcon{63, 59};
-
-bool SameSize(SIZE a, SIZE b) {
-    return a.cx == b.cx && a.cy == b.cy;
-}
-
-class UninstallWindow : public ::testing::Test {
+class UninstallWindow : public DialogTest<CUninstallDialog> {
 protected:
-    void SetUp() override {
-        GetDialogSeams() = {};
-        GetDialogSeams().isAdministrator = [] { return true; };
-    }
-    void TearDown() override {
-        dialog_.reset();
-        GetDialogSeams() = {};
-        DrainMessages();
-    }
-
-    HWND Open() {
-        dialog_ = std::make_unique<CUninstallDialog>();
-        HWND window = dialog_->Create(1, false);
-        EXPECT_NE(window, nullptr);
-        return window;
-    }
-
-    // Presses Uninstall and waits for the completion notice.
-    void Uninstall() {
-        HWND window = dialog_->Window();
-        Press(window, 1113);
-        ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
-        ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 240000));
-        Pump(50);
-    }
+    void Uninstall() { PressMainButtonAndWait(); }
 
     void UninstallWith(Status result) {
         GetDialogSeams().uninstall = [result](IProgressCallback* progress, const std::wstring&) {
@@ -62,8 +32,6 @@ protected:
         Open();
         Uninstall();
     }
-
-    std::unique_ptr<CUninstallDialog> dialog_;
 };
 
 // An agent installed for real, with the policy the test asks for.

@@ -108,21 +108,9 @@ HFONT ButtonCaptionFont(HDC dc) {
 }
 
 void CButtonControl::Paint(HDC dc, bool clear) {
-    wchar_t caption[261] = {};
-    GetWindowTextW(window_, caption, 261);
-    RECT client{};
-    GetClientRect(window_, &client);
-
-    Gdiplus::Graphics graphics(dc);
-    graphics.SetSmoothingMode(Gdiplus::SmoothingModeAntiAlias);
-    if (clear) {
-        graphics.Clear(Gdiplus::Color(BackgroundColor()));
-    }
-    Gdiplus::Rect box(client.left, client.top, client.right - client.left,
-                      client.bottom - client.top);
-    DrawRoundedBox(graphics, box, BorderColor(state_), FillColor(state_));
-    graphics.Flush(Gdiplus::FlushIntentionSync);
-    DrawCaption(dc, client, caption, brand_, TextColor(state_), ButtonCaptionFont(dc));
+    const RoundedLook look{clear, BackgroundColor(), BorderColor(state_), FillColor(state_),
+                           TextColor(state_)};
+    PaintRoundedControl(dc, window_, look, brand_, ButtonCaptionFont(dc));
 }
 
 LRESULT CALLBACK CButtonControl::WindowProc(HWND window, UINT message, WPARAM wParam,

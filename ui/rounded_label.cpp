@@ -47,18 +47,8 @@ void CRoundedLabel::Detach() {
 void CRoundedLabel::Paint(HDC dc) {
     // Badges keep a caption font of their own, separate from the buttons'.
     static HFONT font = CreateUiFont(dc, 10, FW_BOLD);
-    wchar_t caption[261] = {};
-    GetWindowTextW(window_, caption, 261);
-    RECT client{};
-    GetClientRect(window_, &client);
-
-    Gdiplus::Graphics graphics(dc);
-    graphics.SetSmoothingMode(Gdiplus::SmoothingModeAntiAlias);
-    Gdiplus::Rect box(client.left, client.top, client.right - client.left,
-                      client.bottom - client.top);
-    DrawRoundedBox(graphics, box, BorderColor(0), FillColor(0));
-    graphics.Flush(Gdiplus::FlushIntentionSync);
-    DrawCaption(dc, client, caption, brand_, TextColor(0), font);
+    const RoundedLook look{false, BackgroundColor(), BorderColor(0), FillColor(0), TextColor(0)};
+    PaintRoundedControl(dc, window_, look, brand_, font);
 }
 
 LRESULT CALLBACK CRoundedLabel::WindowProc(HWND window, UINT message, WPARAM wParam,

@@ -112,3 +112,21 @@ void DrawCaption(HDC dc, const RECT& rect, std::wstring caption, BrandId brand,
               DT_CENTER | DT_VCENTER | DT_SINGLELINE);
     SelectObject(dc, previous);
 }
+
+void PaintRoundedControl(HDC dc, HWND control, const RoundedLook& look, BrandId brand, HFONT font) {
+    wchar_t caption[261] = {};
+    GetWindowTextW(control, caption, 261);
+    RECT client{};
+    GetClientRect(control, &client);
+
+    Gdiplus::Graphics graphics(dc);
+    graphics.SetSmoothingMode(Gdiplus::SmoothingModeAntiAlias);
+    if (look.clearFirst) {
+        graphics.Clear(Gdiplus::Color(look.clear));
+    }
+    Gdiplus::Rect box(client.left, client.top, client.right - client.left,
+                      client.bottom - client.top);
+    DrawRoundedBox(graphics, box, look.border, look.fill);
+    graphics.Flush(Gdiplus::FlushIntentionSync);
+    DrawCaption(dc, client, caption, brand, look.text, font);
+}

@@ -43,6 +43,18 @@ void BuildRoundedPath(Gdiplus::GraphicsPath& path, const Gdiplus::Rect& box);
 void DrawRoundedBox(Gdiplus::Graphics& graphics, Gdiplus::Rect& box, std::uint32_t borderColor,
                     std::uint32_t fillColor);
 
+// The colours of one repaint of a rounded control; clear is ignored unless clearFirst.
+struct RoundedLook {
+    bool clearFirst;
+    std::uint32_t clear;
+    std::uint32_t border;
+    std::uint32_t fill;
+    std::uint32_t text;
+};
+
+// Paints a control as a rounded box with its window text as the caption.
+void PaintRoundedControl(HDC dc, HWND control, const RoundedLook& look, BrandId brand, HFONT font);
+
 // Draws a caption centred on one line over rect, in upper case for brand 2.
 void DrawCaption(HDC dc, const RECT& rect, std::wstring caption, BrandId brand,
                  std::uint32_t textColor, HFONT font);

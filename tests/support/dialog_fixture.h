@@ -1,0 +1,49 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/support/dialog_driver.h"
+#include "ui/dialog_seams.h"
+
+// Bitmap sizes of the default brand's result icons.
+inline constexpr SIZE kSuccessIcon{62, 62};
+inline constexpr SIZE kFailureIcon{63, 59};
+
+inline bool SameSize(SIZE a, SIZE b) {
+    return a.cx == b.cx && a.cy == b.cy;
+}
+
+// A dialog of this process, run by an administrator unless a test says otherwise.
+template <class Dialog>
+class DialogTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        GetDialogSeams() = {};
+        GetDialogSeams().isAdministrator = [] { return true; };
+    }
+    void TearDown() override {
+        dialog_.reset();
+        GetDialogSeams() = {};
+        dialog_driver::DrainMessages();
+    }
+
+    HWND Open(bool beta = false) {
+        dialog_ = std::make_unique<Dialog>();
+        HWND window = dialog_->Create(1, beta);
+        EXPECT_NE(window, nullptr);
+        return window;
+    }
+
+    // Presses the main button and waits for the completion notice.
+    void PressMainButtonAndWait() {
+        using namespace dialog_driver;
+        Press(dialog_->Window(), 1113);
+        ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
+        ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 240000));
+        Pump(50);
+    }
+
+    std::unique_ptr<Dialog> dialog_;
+};
