@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job, as an administrator sees it: a silent installation of the agent into a
 # fresh Wine prefix against a local backend, an installation over it (an upgrade), and a
-# silent uninstallation under a policy that asks for a password.
+# silent uninstallation under a policy that asks for a password; then, under Xvfb, a
+# windowed installation and uninstallation driven to their result screens.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
