@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include "resources/resource.h"
-#include "setup/branding/branding.h"
 #include "sys/process_sys.h"
 #include "ui/button_control.h"
 #include "ui/dialog_seams.h"
@@ -21,10 +20,6 @@ namespace {
 constexpr UINT_PTR kAnimationTimer = 1;
 constexpr wchar_t kShutdownBlockReason[] =
     L"Please wait while finishing installation. Do not shut down computer.";
-
-BrandId DialogBrand() {
-    return GetBranding()->GetBrandId();
-}
 
 }  // namespace
 
@@ -223,7 +218,7 @@ void CDialogBase::StartProgress() {
     // Visual styles would ignore the colours.
     SetWindowTheme(bar, L"", L"");
     SendMessageW(bar, PBM_SETBARCOLOR, 0, 0xF67000);
-    SendMessageW(bar, PBM_SETBKCOLOR, 0, DialogBrand() == kBrandTessan ? 0xDFDFDF : 0x050505);
+    SendMessageW(bar, PBM_SETBKCOLOR, 0, ActiveBrand() == kBrandTessan ? 0xDFDFDF : 0x050505);
     progress_.previous = SubclassControl(animation, &progress_, &AnimationProc);
 }
 
@@ -340,7 +335,7 @@ void CDialogBase::Initialise() {
     SubclassAllButtons(window_, buttons_);
     SetForegroundWindow(window_);
     UpdateWindow(window_);
-    if (DialogBrand() == kBrandTessan) {
+    if (ActiveBrand() == kBrandTessan) {
         RECT client{};
         GetClientRect(window_, &client);
         SetWindowRgn(window_, CreateRoundRectRgn(0, 0, client.right, client.bottom, 38, 38), TRUE);
@@ -370,7 +365,7 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
         case WM_CTLCOLORSTATIC: {
             auto dc = reinterpret_cast<HDC>(wParam);
             auto control = reinterpret_cast<HWND>(lParam);
-            const bool tessan = DialogBrand() == kBrandTessan;
+            const bool tessan = ActiveBrand() == kBrandTessan;
             COLORREF color = tessan ? 0x545454 : 0xC8C8C8;
             if (GetDlgCtrlID(control) == static_cast<int>(kTitle)) {
                 color = tessan ? 0x181818 : 0xFFFFFF;

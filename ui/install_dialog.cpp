@@ -68,7 +68,7 @@ HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
     if (beta) {
         ShowControl(kBetaLabel, true);
         HWND badge = GetDlgItem(window_, kBetaLabel);
-        const BrandId brand = GetBranding()->GetBrandId();
+        const BrandId brand = ActiveBrand();
         if (brand == kBrandOrv) {
             MoveControl(kBetaLabel, -29, -1);
             AttachBadge(new COrvBetaLabel(badge, brand), labels_);
