@@ -31,6 +31,8 @@ have python3 || need_pkgs+=(python3)
 [ -d /usr/src/googletest/googletest ] || need_pkgs+=(googletest)
 # The dialogs' text font under Wine, and BMP to PNG for the pictures.
 [ -d /usr/share/fonts/truetype/liberation ] || need_pkgs+=(fonts-liberation)
+# Japanese glyphs for measuring and drawing the ja-JP texts.
+[ -f /usr/share/fonts/opentype/ipafont-gothic/ipagp.ttf ] || need_pkgs+=(fonts-ipafont-gothic)
 [ -x /usr/bin/convert-im6.q16 ] || need_pkgs+=(imagemagick)
 
 apt_updated=0
@@ -43,15 +45,24 @@ if [ ${#need_pkgs[@]} -gt 0 ]; then
 fi
 
 # --- Source entries for apt-get source ---------------------------------------
-# Only the main archive: its pool serves the source files of every version it lists.
+# Source entries mirror the machine's own binary entry for the release's main
+# component, so the sources come from wherever this machine's packages do.
+. /etc/os-release
 SRC_LIST=/etc/apt/sources.list.d/hollin-setup-src.sources
-SRC_ENTRY='Types: deb-src
-URIs: http://deb.debian.org/debian
-Suites: bookworm
+main_uri() {
+  apt-get indextargets --format '$(TARGET_OF) $(REPO_URI) $(RELEASE) $(COMPONENT)' 2>/dev/null |
+    awk -v rel="$VERSION_CODENAME" '$1 == "deb" && $3 == rel && $4 == "main" { print $2; exit }'
+}
+SRC_URI=$(main_uri)
+[ -n "$SRC_URI" ] || { apt_update; SRC_URI=$(main_uri); }
+[ -n "$SRC_URI" ] || { say "no apt entry for $VERSION_CODENAME main to take source entries from"; exit 1; }
+SRC_ENTRY="Types: deb-src
+URIs: $SRC_URI
+Suites: $VERSION_CODENAME
 Components: main
-Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg'
+Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg"
 if [ "$(cat "$SRC_LIST" 2>/dev/null)" != "$SRC_ENTRY" ]; then
-  say "adding the deb-src entry for Debian bookworm"
+  say "adding the deb-src entry for $VERSION_CODENAME main"
   printf '%s\n' "$SRC_ENTRY" | as_root tee "$SRC_LIST" >/dev/null
   apt_updated=0
   apt_update
