@@ -28,6 +28,8 @@ constexpr Status kStatusHttpStatus = ToStatus(0x80000203);
 constexpr Status kStatusCannotStartProgram = ToStatus(0x80000157);
 constexpr Status kStatusFileWriteFailed = ToStatus(0x80000040);
 constexpr Status kStatusUnknownBrand = ToStatus(0x80000043);
+// Any other exception reached a thread's outermost frame; the run ends with it.
+constexpr Status kStatusUnexpectedException = ToStatus(0x80000044);
 constexpr Status kStatusVersionUnreadable = ToStatus(0x80000041);
 // Returned by the operations that later work fills in.
 constexpr Status kStatusNotImplemented = ToStatus(0x80004001);
