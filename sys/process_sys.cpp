@@ -101,20 +101,47 @@ BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void
                           environment, nullptr, &extended.StartupInfo, processInfo);
 }
 
-ChildProcess::ChildProcess(const std::wstring& commandLine, bool captureOutput) {
-    if (captureOutput) {
+namespace {
+
+// The null device, inheritable, for the streams of a child nobody reads.
+HANDLE OpenNullDevice() {
+    SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                       &inherit, OPEN_EXISTING, 0, nullptr);
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(const std::wstring& commandLine, ChildStreams streams) {
+    const bool connected = streams != ChildStreams::kInherit;
+    if (connected) {
         SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-        if (!CreatePipe(stdinRead_.Receive(), stdinWrite_.Receive(), &inherit, 0) ||
-            !CreatePipe(stdoutRead_.Receive(), stdoutWrite_.Receive(), &inherit, 0) ||
-            !CreatePipe(stderrRead_.Receive(), stderrWrite_.Receive(), &inherit, 0)) {
+        if (!CreatePipe(stdinRead_.Receive(), stdinWrite_.Receive(), &inherit, 0)) {
             return;
+        }
+        // Output nobody reads must not sit in a pipe: a full pipe stalls the child.
+        childError_.Reset(OpenNullDevice());
+        if (streams == ChildStreams::kOutput) {
+            if (!CreatePipe(stdoutRead_.Receive(), stdoutWrite_.Receive(), &inherit, 0)) {
+                return;
+            }
+        } else {
+            stdoutWrite_.Reset(OpenNullDevice());
+        }
+        if (childError_.Get() == INVALID_HANDLE_VALUE || stdoutWrite_.Get() == INVALID_HANDLE_VALUE) {
+            return;
+        }
+        // This process's own ends stay out of the child.
+        SetHandleInformation(stdinWrite_.Get(), HANDLE_FLAG_INHERIT, 0);
+        if (stdoutRead_.Get() != INVALID_HANDLE_VALUE) {
+            SetHandleInformation(stdoutRead_.Get(), HANDLE_FLAG_INHERIT, 0);
         }
     }
 
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
-    HANDLE childEnds[3] = {stdinRead_.Get(), stdoutWrite_.Get(), stderrWrite_.Get()};
-    if (captureOutput) {
+    HANDLE childEnds[3] = {stdinRead_.Get(), stdoutWrite_.Get(), childError_.Get()};
+    if (connected) {
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdInput = childEnds[0];
         startup.hStdOutput = childEnds[1];
@@ -125,18 +152,20 @@ ChildProcess::ChildProcess(const std::wstring& commandLine, bool captureOutput) 
     std::vector<wchar_t> mutableCommandLine(commandLine.begin(), commandLine.end());
     mutableCommandLine.push_back(L'\0');
     PROCESS_INFORMATION info{};
-    if (CreateProcessWithHandleList(mutableCommandLine.data(), captureOutput ? TRUE : FALSE,
-                                    environment.data(), &startup, &info,
-                                    captureOutput ? 3 : 0, captureOutput ? childEnds : nullptr)) {
+    if (CreateProcessWithHandleList(mutableCommandLine.data(), connected ? TRUE : FALSE,
+                                    environment.data(), &startup, &info, connected ? 3 : 0,
+                                    connected ? childEnds : nullptr)) {
         process_ = info.hProcess;
         thread_ = info.hThread;
         processId_ = info.dwProcessId;
     }
+    // A command line may carry a secret (the farewell password); this copy goes now.
+    SecureZeroMemory(mutableCommandLine.data(), mutableCommandLine.size() * sizeof(wchar_t));
 
     // The parent keeps only its own ends, so that reads see end-of-file when the child exits.
     stdinRead_.Reset();
     stdoutWrite_.Reset();
-    stderrWrite_.Reset();
+    childError_.Reset();
 }
 
 ChildProcess::~ChildProcess() {
@@ -148,15 +177,31 @@ ChildProcess::~ChildProcess() {
     }
 }
 
-std::wstring ChildProcess::ReadOutput() {
+std::wstring ChildProcess::ReadOutput(DWORD limitMs) {
+    constexpr DWORD kPollMs = 10;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
     std::string bytes;
-    char buffer[1024];
-    while (PeekNamedPipe(stdoutRead_.Get(), nullptr, 0, nullptr, nullptr, nullptr)) {
-        DWORD read = 0;
-        if (!ReadFile(stdoutRead_.Get(), buffer, sizeof(buffer), &read, nullptr)) {
+    char buffer[4096];
+    for (;;) {
+        // Fails once the child has closed its end and everything was read.
+        DWORD available = 0;
+        if (!PeekNamedPipe(stdoutRead_.Get(), nullptr, 0, nullptr, &available, nullptr)) {
             break;
         }
-        bytes.append(buffer, read);
+        if (available > 0) {
+            DWORD read = 0;
+            const DWORD wanted = available < sizeof(buffer) ? available : sizeof(buffer);
+            if (!ReadFile(stdoutRead_.Get(), buffer, wanted, &read, nullptr)) {
+                break;
+            }
+            bytes.append(buffer, read);
+            continue;
+        }
+        // A blocking read would wait for a child that may never write or end.
+        if (limitMs != INFINITE && std::chrono::steady_clock::now() >= deadline) {
+            break;
+        }
+        Sleep(kPollMs);
     }
     if (bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0) {
         bytes.resize(bytes.size() - 2);

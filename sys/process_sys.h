@@ -33,10 +33,17 @@ private:
     HANDLE handle_ = INVALID_HANDLE_VALUE;
 };
 
+// Which standard streams of a child are connected to this process.
+enum class ChildStreams {
+    kInherit,  // none: the child gets this process's own
+    kInput,    // a pipe to its input; its output and errors go to the null device
+    kOutput,   // pipes to its input and output; its errors go to the null device
+};
+
 // One started program, optionally with its standard streams connected to pipes.
 class ChildProcess {
 public:
-    ChildProcess(const std::wstring& commandLine, bool captureOutput);
+    ChildProcess(const std::wstring& commandLine, ChildStreams streams);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -52,8 +59,9 @@ public:
         secondExitCode_ = exitCode;
     }
 
-    // Everything the child writes to stdout, with one trailing CR LF removed.
-    std::wstring ReadOutput();
+    // What the child writes to its output until it closes it or limitMs have passed, with
+    // one trailing CR LF removed. A child that never ends cannot hold the caller longer.
+    std::wstring ReadOutput(DWORD limitMs = INFINITE);
 
     // 0, or kStatusWaitFailed when the wait timed out or failed. A timeout of 0 waits
     // without limit for the child. The child is never terminated.
@@ -67,7 +75,7 @@ private:
     std::uint32_t* secondExitCode_ = nullptr;
     OwnedHandle stdinRead_, stdinWrite_;
     OwnedHandle stdoutRead_, stdoutWrite_;
-    OwnedHandle stderrRead_, stderrWrite_;
+    OwnedHandle childError_;
 };
 
 BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void* environment,

@@ -17,7 +17,7 @@ struct ProbeResult {
 ProbeResult RunProbe(const std::wstring& name, const wchar_t* arguments = nullptr) {
     process_sys::ChildProcess probe(
         process_sys::BuildCommandLine(test_support::BinFolder() + L"\\" + name, arguments),
-        true);
+        process_sys::ChildStreams::kOutput);
     EXPECT_TRUE(probe.Started()) << test_support::Narrow(name);
     ProbeResult result{0xDEADBEEF, probe.ReadOutput()};
     EXPECT_EQ(probe.Wait(30000), kStatusOk);

@@ -16,7 +16,7 @@ std::wstring ChildCommand(const std::wstring& arguments) {
 }
 
 std::wstring CaptureFrom(const std::wstring& arguments) {
-    ChildProcess child(ChildCommand(arguments), true);
+    ChildProcess child(ChildCommand(arguments), ChildStreams::kOutput);
     EXPECT_TRUE(child.Started());
     std::wstring output = child.ReadOutput();
     EXPECT_EQ(child.Wait(10000), kStatusOk);
@@ -47,22 +47,39 @@ TEST(ProcessOutput, CapturesStdoutAndTrimsOneCrLf) {
     }());
 }
 
+// Real tools misbehave: some never end, some write megabytes of errors nobody reads.
+TEST(ProcessOutput, ReadingIsBoundedAndErrorsNeverStallTheChild) {
+    ChildProcess endless(ChildCommand(L"out partial sleep 60000"), ChildStreams::kOutput);
+    ASSERT_TRUE(endless.Started());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(endless.ReadOutput(1500), L"partial");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    TerminateProcess(endless.Process(), 1);
+
+    // Far more than a pipe holds, on the error stream, before the one line that counts.
+    ChildProcess noisy(ChildCommand(L"errrepeat 20000 " + std::wstring(64, L'e') + L" out done"),
+                       ChildStreams::kOutput);
+    ASSERT_TRUE(noisy.Started());
+    EXPECT_EQ(noisy.ReadOutput(20000), L"done");
+    EXPECT_EQ(noisy.Wait(20000), kStatusOk);
+}
+
 TEST(ProcessWait, LimitsAndExitCodes) {
-    ChildProcess quick(ChildCommand(L"exit 42"), false);
+    ChildProcess quick(ChildCommand(L"exit 42"), ChildStreams::kInherit);
     ASSERT_TRUE(quick.Started());
     EXPECT_EQ(quick.Wait(0), kStatusOk);  // 0: no limit
     DWORD code = 0;
     ASSERT_TRUE(GetExitCodeProcess(quick.Process(), &code));
     EXPECT_EQ(code, 42u);
 
-    ChildProcess slow(ChildCommand(L"sleep 20000"), true);
+    ChildProcess slow(ChildCommand(L"sleep 20000"), ChildStreams::kOutput);
     ASSERT_TRUE(slow.Started());
     EXPECT_EQ(slow.Wait(200), kStatusWaitFailed);
     EXPECT_EQ(WaitForSingleObject(slow.Process(), 0), static_cast<DWORD>(WAIT_TIMEOUT))
         << "a timed-out wait must not end the child";
     TerminateProcess(slow.Process(), 1);
 
-    ChildProcess missing(L"\"C:\\no\\such\\program.exe\"", true);
+    ChildProcess missing(L"\"C:\\no\\such\\program.exe\"", ChildStreams::kOutput);
     EXPECT_FALSE(missing.Started());
 }
 
@@ -72,10 +89,11 @@ TEST(ProcessWait, SecondProcessByName) {
     test_support::CopyBuiltProgram(L"test_child.exe", folder.Path(), name);
 
     // Without a limit the second process is only looked at once.
-    ChildProcess second(BuildCommandLine(folder / name, L"sleep 3000 exit 9"), false);
+    ChildProcess second(BuildCommandLine(folder / name, L"sleep 3000 exit 9"),
+                        ChildStreams::kInherit);
     ASSERT_TRUE(second.Started());
     std::uint32_t secondCode = 0;
-    ChildProcess first(ChildCommand(L"exit 0"), false);
+    ChildProcess first(ChildCommand(L"exit 0"), ChildStreams::kInherit);
     first.SetSecondProcess(name.c_str(), &secondCode);
     EXPECT_EQ(first.Wait(0), kStatusWaitFailed);
     EXPECT_EQ(secondCode, 0u);
@@ -88,7 +106,7 @@ TEST(ProcessWait, SecondProcessByName) {
     EXPECT_EQ(GetPidsByName(upper), std::set<DWORD>{second.ProcessId()});
     EXPECT_TRUE(GetPidsByName(L"no_such_program.exe").empty());
 
-    ChildProcess waiting(ChildCommand(L"exit 0"), false);
+    ChildProcess waiting(ChildCommand(L"exit 0"), ChildStreams::kInherit);
     waiting.SetSecondProcess(upper.c_str(), &secondCode);
     EXPECT_EQ(waiting.Wait(30000), kStatusOk);
     EXPECT_EQ(secondCode, 9u);

@@ -13,7 +13,6 @@ namespace {
 constexpr DWORD kNetRelease48 = 528040;
 constexpr wchar_t kNetInstallerArguments[] = L"/q /norestart";
 constexpr std::uint32_t kNetInstallerLimitMs = 600000;
-constexpr DWORD kToolLimitMs = 30000;
 
 bool ReadRelease(const std::wstring& key, REGSAM view, DWORD& release) {
     DWORD value = 0;
@@ -118,8 +117,9 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
 
 Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
     constexpr char kFunction[] = "AgentInstaller::RestartTaskSchedulerServiceIfNeeded";
-    LOG_TRACE(kFunction, L"enter");
-    process_sys::ChildProcess probe(environment_.schedulerProbe, true);
+    LOG_TRACE(kFunction);
+    process_sys::ChildProcess probe(environment_.schedulerProbe,
+                                     process_sys::ChildStreams::kInput);
     if (!probe.Started()) {
         LOG_ERROR(kFunction, L"Could not create schtasks process");
         return kStatusProbeNotStarted;
@@ -134,26 +134,36 @@ Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
     process_sys::SleepFor(std::chrono::milliseconds(2000));
     LOG_INFO(kFunction, L"Starting Task scheduler service");
     service_sys::StartServiceByName(environment_.schedulerService);
-    LOG_TRACE(kFunction, L"exit");
+    LOG_TRACE(kFunction);
     return kStatusOk;
 }
 
 void AgentInstaller::LogSystemInfo() {
     constexpr char kFunction[] = "AgentInstaller::LogSystemInfo";
-    std::wstring folder;
-    if (Failed(file_sys::GetSystemFolder(folder))) {
+    std::wstring tool = environment_.systemInfoTool;
+    if (tool.empty()) {
+        std::wstring folder;
+        if (Failed(file_sys::GetSystemFolder(folder))) {
+            return;
+        }
+        if (folder.empty() || folder.back() != L'\\') {
+            folder += L'\\';
+        }
+        tool = process_sys::BuildCommandLine(folder + L"systeminfo.exe");
+    }
+    const DWORD limitMs = environment_.systemInfoLimitMs;
+    process_sys::ChildProcess child(tool, process_sys::ChildStreams::kOutput);
+    if (!child.Started()) {
         return;
     }
-    if (folder.empty() || folder.back() != L'\\') {
-        folder += L'\\';
-    }
-    process_sys::ChildProcess tool(process_sys::BuildCommandLine(folder + L"systeminfo.exe"),
-                                   true);
-    if (!tool.Started()) {
-        return;
-    }
-    LOG_INFO(kFunction, L"System info: " + tool.ReadOutput());
-    tool.Wait(kToolLimitMs);
+    // One limit for reading and waiting together: a tool that never ends holds nothing up.
+    const auto start = std::chrono::steady_clock::now();
+    LOG_INFO(kFunction, L"System info: " + child.ReadOutput(limitMs));
+    const auto spent = std::chrono::duration_cast<std::chrono::milliseconds>(
+                           std::chrono::steady_clock::now() - start)
+                           .count();
+    const DWORD left = spent >= limitMs ? 1 : limitMs - static_cast<DWORD>(spent);
+    child.Wait(left);  // the outcome does not matter: the text is logged already
 }
 
 Status AgentInstaller::StopServiceAndWait(const std::wstring& service) {

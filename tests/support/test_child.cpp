@@ -1,6 +1,7 @@
 // A child program for the process tests. Runs its words as commands, in order:
 //   out TEXT    writes TEXT to stdout as bytes; \r and \n stand for CR and LF
 //   repeat N TEXT   writes TEXT N times
+//   errrepeat N TEXT   writes TEXT N times to stderr
 //   env NAME    writes the value of the environment variable NAME
 //   sleep MS    sleeps
 //   exit CODE   ends with CODE (decimal)
@@ -12,10 +13,10 @@
 
 namespace {
 
-void Write(const std::string& bytes) {
+void Write(const std::string& bytes, DWORD stream = STD_OUTPUT_HANDLE) {
     DWORD written = 0;
-    WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), bytes.data(), static_cast<DWORD>(bytes.size()),
-              &written, nullptr);
+    WriteFile(GetStdHandle(stream), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
+              nullptr);
 }
 
 std::string Unescape(const wchar_t* text) {
@@ -42,10 +43,11 @@ int wmain(int argc, wchar_t** argv) {
         const wchar_t* value = argv[i + 1];
         if (command == L"out") {
             Write(Unescape(value));
-        } else if (command == L"repeat" && i + 2 < argc) {
+        } else if ((command == L"repeat" || command == L"errrepeat") && i + 2 < argc) {
             const std::string text = Unescape(argv[i + 2]);
+            const DWORD stream = command == L"repeat" ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE;
             for (long n = std::wcstol(value, nullptr, 10); n > 0; --n) {
-                Write(text);
+                Write(text, stream);
             }
             ++i;
         } else if (command == L"env") {
