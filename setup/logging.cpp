@@ -74,12 +74,10 @@ std::wstring CLogging::FormatLine(const char* file, int line, const char* functi
     return text;
 }
 
-void CLogging::Trace(const char* file, int line, const char* function,
-                     const std::wstring& message) {
+void CLogging::Trace(const char* file, int line, const char* function) {
     if (logger_) {
         const std::wstring text =
-            Widen(BaseName(file)) + L"(" + std::to_wstring(line) + L") " + Widen(function) +
-            L" " + message;
+            Widen(BaseName(file)) + L"(" + std::to_wstring(line) + L") " + Widen(function);
         logger_->Debug(text.c_str());
     }
 }

@@ -19,7 +19,8 @@ public:
     Status SetupLogging(IRuntime* runtime);
 
     // function is the qualified name, such as "AgentInstaller::Install".
-    void Trace(const char* file, int line, const char* function, const std::wstring& message);
+    // "base(line) function" at debug level: where the sequence passes.
+    void Trace(const char* file, int line, const char* function);
     void Info(const char* file, int line, const char* function, const std::wstring& message,
               Status status = kStatusOk);
     void Warning(const char* file, int line, const char* function, const std::wstring& message,
@@ -50,7 +51,7 @@ private:
     CObjectSmPtr<ILogger> logger_;
 };
 
-#define LOG_TRACE(function, message) Trace(__FILE__, __LINE__, function, message)
+#define LOG_TRACE(function) Trace(__FILE__, __LINE__, function)
 #define LOG_INFO(function, ...) Info(__FILE__, __LINE__, function, __VA_ARGS__)
 #define LOG_WARNING(function, ...) Warning(__FILE__, __LINE__, function, __VA_ARGS__)
 #define LOG_ERROR(function, ...) Error(__FILE__, __LINE__, function, __VA_ARGS__)

@@ -100,18 +100,25 @@ Status Utf8ToWide(const std::string& utf8, std::wstring& wide) {
     if (utf8.empty()) {
         return kStatusOk;
     }
-    int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()),
-                                     nullptr, 0);
+    // Invalid bytes are an error, not a replacement character.
+    const int size = static_cast<int>(utf8.size());
+    int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), size, nullptr, 0);
     if (length <= 0) {
         return kStatusConversionFailed;
     }
     wide.resize(static_cast<size_t>(length));
-    if (MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), wide.data(),
+    if (MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), size, wide.data(),
                             length) != length) {
         wide.clear();
         return kStatusConversionFailed;
     }
     return kStatusOk;
+}
+
+std::wstring Widen(const char* narrow) {
+    std::wstring wide;
+    NarrowToWide(narrow != nullptr ? narrow : "", wide);  // empty when it cannot convert
+    return wide;
 }
 
 }  // namespace text_sys

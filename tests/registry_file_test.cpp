@@ -139,6 +139,9 @@ TEST(Text, ConversionsAndCase) {
     std::wstring wide;
     ASSERT_EQ(text_sys::Utf8ToWide(utf8, wide), kStatusOk);
     EXPECT_EQ(wide, L"\x0160koda \x00e9");
+    for (const char* invalid : {"\xFF", "ok\x80", "cut \xC3", "\xC0\xAF"}) {
+        EXPECT_EQ(text_sys::Utf8ToWide(invalid, wide), kStatusConversionFailed) << invalid;
+    }
     std::string narrow;
     ASSERT_EQ(text_sys::WideToNarrow(L"plain", narrow), kStatusOk);
     EXPECT_EQ(narrow, "plain");

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -145,6 +147,7 @@ public:
         LOG_RESULT("AgentInstaller::Install", kStatusOk);
         LOG_RESULT("AgentInstaller::Install", kStatusNoRuntime);
         LOG_INFO_PREFIXED("AgentInstaller::Install", L"Remote deployment id - [r-1]");
+        LOG_TRACE("AgentInstaller::Install");
     }
 };
 
@@ -161,7 +164,7 @@ TEST(Logging, LineFormsAndLevels) {
     ASSERT_EQ(log.SetupLogging(&runtime), kStatusOk);
 
     log.Write();
-    ASSERT_EQ(logger->lines.size(), 6u);
+    ASSERT_EQ(logger->lines.size(), 7u);
     const std::wstring prefix = logger->lines[0].second.substr(0, logger->lines[0].second.find(L')') + 1);
     EXPECT_EQ(prefix.substr(0, 17), L"runtime_test.cpp(");
     const std::wstring function = L" AgentInstaller::Install: ";
@@ -180,6 +183,11 @@ TEST(Logging, LineFormsAndLevels) {
     EXPECT_EQ(message(4), L"Failed: [0x80000001]");
     EXPECT_EQ(logger->lines[5].first, L"info");
     EXPECT_EQ(message(5), L"Remote deployment id - [r-1]");
+    // A trace is the place alone: file(line) function.
+    EXPECT_EQ(logger->lines[6].first, L"debug");
+    EXPECT_TRUE(std::regex_match(logger->lines[6].second,
+                                 std::wregex(LR"(runtime_test\.cpp\(\d+\) AgentInstaller::Install)")))
+        << test_support::Narrow(logger->lines[6].second);
 }
 
 TEST(Logging, BothPrefixFormsAgreeAtAnyLength) {
@@ -216,6 +224,25 @@ TEST(LibraryLoader, CachesByLowerCaseNameAndUnloadsWhenUnused) {
     EXPECT_EQ(loader.GetLoaded(L"runtime"), nullptr);
     EXPECT_EQ(loader.GetLoaded(L"sqlite3"), sqlite);
     EXPECT_EQ(loader.Load(L"no_such_library"), nullptr);
+}
+
+TEST(LibraryLoader, NeverFreesALibraryUnderLiveObjects) {
+    CObjectSmPtr<IRuntimeManager> manager;
+    HMODULE runtime = nullptr;
+    {
+        CLibraryLoader loader;
+        ASSERT_EQ(LoadRuntimeManager(loader, manager), kStatusOk);
+        runtime = loader.GetLoaded(L"runtime");
+    }
+    HMODULE stillThere = nullptr;
+    EXPECT_TRUE(GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                       GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                                   reinterpret_cast<LPCWSTR>(runtime), &stillThere));
+    EXPECT_EQ(stillThere, runtime);
+    CObjectSmPtr<IRuntimeManagerConfiguration> configuration;
+    EXPECT_EQ(manager->GetConfiguration(configuration.Receive()), kStatusOk);
+    configuration.Reset();
+    manager.Reset();  // runs code of the library: it must still be mapped
 }
 
 TEST(RuntimeSettings, KeysMapToRegistryValues) {

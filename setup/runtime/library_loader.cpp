@@ -6,11 +6,9 @@
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
 
-CLibraryLoader::~CLibraryLoader() {
-    for (auto& [name, module] : libraries_) {
-        FreeLibrary(module);
-    }
-}
+// A library whose objects still live stays loaded: freeing it would leave them pointing
+// into unmapped code. The system unloads it with the process.
+CLibraryLoader::~CLibraryLoader() { UnloadUnused(); }
 
 std::wstring CLibraryLoader::CacheKey(const std::wstring& nameOrPath) {
     std::wstring name = text_sys::ToLowerText(nameOrPath.substr(nameOrPath.find_last_of(L"\\/") + 1));

@@ -9,7 +9,8 @@
 class ILibraryLoader {
 public:
     virtual ~ILibraryLoader() = default;
-    // Frees every cached library whose "GetLockCount" export answers 0.
+    // Frees every cached library whose "GetLockCount" export answers 0; the others stay
+    // loaded, also when the loader goes.
     virtual void UnloadUnused() = 0;
     // Loads a library by name or path; a relative one is taken from the folder of the
     // running executable. Null on failure.
