@@ -11,6 +11,7 @@
 #include "setup/base64.h"
 #include "setup/config/certificate.h"
 #include "sys/process_sys.h"
+#include "sys/scope_exit.h"
 #include "sys/text_sys.h"
 
 namespace {
@@ -128,7 +129,13 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
         settings.silent = IsFlagOn(value);
     } else if (is(L"password")) {
         std::optional<std::string> bytes = DecodeOptionValue(value);
-        return bytes && !Failed(text_sys::NarrowToWide(AsCString(*bytes), settings.password));
+        if (!bytes) {
+            return false;
+        }
+        std::string text = AsCString(*bytes);
+        text_sys::Wipe(*bytes);
+        const ScopeExit wipeText([&] { text_sys::Wipe(text); });
+        return !Failed(text_sys::NarrowToWide(text, settings.password));
     } else if (is(L"pmi")) {
         settings.proxyMode = ToSigned16(value);
     } else if (is(L"psrt")) {

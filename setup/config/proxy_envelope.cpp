@@ -1,5 +1,6 @@
 #include "setup/config/proxy_envelope.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <memory>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "setup/base64.h"
+#include "sys/scope_exit.h"
 
 namespace {
 
@@ -52,6 +54,8 @@ bool DecryptProxyPassword(const std::string& envelope, const std::string& token,
     std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
                                                                             EVP_CIPHER_CTX_free);
     std::string output(static_cast<size_t>(ciphertextLength), '\0');
+    // A refused tag still leaves decrypted bytes behind; they go either way.
+    const ScopeExit wipe([&] { OPENSSL_cleanse(output.data(), output.size()); });
     auto* out = reinterpret_cast<unsigned char*>(output.data());
     int written = 0;
     int finalWritten = 0;

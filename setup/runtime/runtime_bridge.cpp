@@ -4,6 +4,7 @@
 #include "setup/config/proxy_envelope.h"
 #include "sys/file_sys.h"
 #include "sys/process_sys.h"
+#include "sys/scope_exit.h"
 #include "sys/text_sys.h"
 
 Status LoadRuntimeManager(ILibraryLoader& loader, CObjectSmPtr<IRuntimeManager>& manager) {
@@ -39,6 +40,35 @@ Status ApplyDirectoryDefaults(IRuntimeManagerConfiguration& configuration) {
     return kStatusOk;
 }
 
+namespace {
+
+// Opens the password envelope with the invite token. Every copy of the plain password is
+// wiped on every way out.
+Status ApplyProxyPassword(ICommunicationConfiguration& configuration,
+                          const SetupSettings& settings) {
+    std::string envelope;
+    std::string token;
+    std::string plaintext;
+    std::wstring password;
+    const ScopeExit wipe([&] {
+        text_sys::Wipe(token);
+        text_sys::Wipe(plaintext);
+        text_sys::Wipe(password);
+    });
+    // An envelope that does not open leaves the proxy without a password.
+    if (Failed(text_sys::WideToUtf8(settings.proxyPassword, envelope)) ||
+        Failed(text_sys::WideToUtf8(settings.token, token)) ||
+        !DecryptProxyPassword(envelope, token, plaintext)) {
+        return kStatusOk;
+    }
+    if (Failed(text_sys::Utf8ToWide(plaintext, password))) {
+        return kStatusConversionFailed;
+    }
+    return configuration.SetProxyPassword(password.c_str());
+}
+
+}  // namespace
+
 Status ApplyProxySettings(ICommunicationConfiguration& configuration,
                           const SetupSettings& settings) {
     // Modes 0 and 1 both mean a direct connection.
@@ -64,21 +94,7 @@ Status ApplyProxySettings(ICommunicationConfiguration& configuration,
         status = configuration.SetProxyLogin(settings.proxyLogin.c_str());
     }
     if (!Failed(status) && !settings.proxyPassword.empty() && !settings.token.empty()) {
-        std::string envelope;
-        std::string token;
-        std::string plaintext;
-        // An envelope that does not open leaves the proxy without a password.
-        if (!Failed(text_sys::WideToUtf8(settings.proxyPassword, envelope)) &&
-            !Failed(text_sys::WideToUtf8(settings.token, token)) &&
-            DecryptProxyPassword(envelope, token, plaintext)) {
-            std::wstring password;
-            if (Failed(text_sys::Utf8ToWide(plaintext, password))) {
-                return kStatusConversionFailed;
-            }
-            status = configuration.SetProxyPassword(password.c_str());
-            SecureZeroMemory(password.data(), password.size() * sizeof(wchar_t));
-            SecureZeroMemory(plaintext.data(), plaintext.size());
-        }
+        status = ApplyProxyPassword(configuration, settings);
     }
     if (!Failed(status)) {
         status = configuration.SetProxyType(settings.proxyType);
