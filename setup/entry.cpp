@@ -6,10 +6,13 @@
 #include <memory>
 
 #include "resources/resource.h"
+#include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
 #include "setup/setup_settings.h"
 #include "setup/uninstall/uninstall.h"
 #include "sys/process_sys.h"
+#include "sys/scope_exit.h"
+#include "sys/text_sys.h"
 #include "ui/install_dialog.h"
 #include "ui/localisation.h"
 #include "ui/uninstall_dialog.h"
@@ -24,11 +27,18 @@ void SetCurrentDirectoryToSystemFolder() {
     }
 }
 
+// The sequences log their own failures; what reaches the entry has no log of its own to go
+// to, so it goes to the system's debug output, which support tools can capture.
+void ReportUnexpected(const char* what) {
+    std::wstring line = L"setup: unexpected exception: " + text_sys::Widen(what) + L"\n";
+    OutputDebugStringW(line.c_str());
+}
+
 std::wstring PathBesideSetup(const wchar_t* fileName) {
     return process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + fileName;
 }
 
-DWORD RunSilent(const SetupSettings& settings) {
+DWORD RunSilent(SetupSettings& settings) {
     if (!process_sys::IsAdministratorsMember()) {
         return static_cast<DWORD>(kStatusNotAdministrator);
     }
@@ -51,6 +61,7 @@ DWORD RunSilent(const SetupSettings& settings) {
             return kExitAgentNotRunning;
         }
         CloseHandle(agent);
+        const ScopeExit wipe([&] { text_sys::Wipe(settings.password); });
         return static_cast<DWORD>(UninstallAgent(nullptr, settings.password));
     }
     return kExitNothingToDo;
@@ -98,7 +109,8 @@ DWORD RunWindowed(HINSTANCE instance, const SetupSettings& settings, const wchar
 }  // namespace
 
 DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments) {
-    process_sys::ChildProcess child(process_sys::BuildCommandLine(programPath, arguments), false);
+    process_sys::ChildProcess child(process_sys::BuildCommandLine(programPath, arguments),
+                                     process_sys::ChildStreams::kInherit);
     if (!child.Started()) {
         return static_cast<DWORD>(kStatusCannotStartProgram);
     }
@@ -113,7 +125,7 @@ DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments)
     return exitCode;
 }
 
-DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
+static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
     // Libraries loaded later by bare name must not come from the download folder.
     SetCurrentDirectoryToSystemFolder();
 
@@ -139,8 +151,10 @@ DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
         CloseHandle(existing);
         return kExitAlreadyRunning;
     }
-    if (CreateMutexW(nullptr, FALSE, kSetupInstanceMutex) == nullptr) {
-        return kExitAlreadyRunning;
+    // Another setup may have created it since the test above.
+    HANDLE instanceMutex = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
+    if (instanceMutex == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) {
+        return kExitAlreadyRunning;  // the handle goes with the process
     }
     HANDLE runningMarker = CreateMutexW(nullptr, FALSE, kSetupRunningMarker);
 
@@ -161,18 +175,25 @@ DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
     windowClassInfo.lpszClassName = windowClass;
     RegisterClassExW(&windowClassInfo);
 
-    DWORD exitCode;
-    try {
-        exitCode = (settings.silent || !settings.sessionActive)
-                       ? RunSilent(settings)
-                       : RunWindowed(instance, settings, windowClass, title);
-    } catch (const std::exception&) {
-        // A build whose version information names no brand cannot install anything.
-        exitCode = static_cast<DWORD>(kStatusUnknownBrand);
-    }
-
+    const DWORD exitCode = (settings.silent || !settings.sessionActive)
+                               ? RunSilent(settings)
+                               : RunWindowed(instance, settings, windowClass, title);
     if (runningMarker != nullptr) {
         CloseHandle(runningMarker);
     }
     return exitCode;
+}
+
+DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
+    try {
+        return Dispatch(instance, commandTail);
+    } catch (const UnknownBrandError&) {
+        // A build whose version information names no brand cannot install anything.
+        return static_cast<DWORD>(kStatusUnknownBrand);
+    } catch (const std::exception& error) {
+        ReportUnexpected(error.what());
+    } catch (...) {
+        ReportUnexpected("not a standard exception");
+    }
+    return static_cast<DWORD>(kStatusUnexpectedException);
 }

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <vector>
+
 #include "setup/entry.h"
 #include "sys/process_sys.h"
 #include "tests/support/fake_setup2.h"
@@ -82,13 +85,22 @@ TEST_F(Dispatch, OneSetupPerSession) {
 // Wine enumerates no sessions, so every run there is silent. With a session enumeration
 // that reports this session active, a run without "sil" takes the windowed branch. Wine
 // picks the library beside setup.exe through a per-program load-order setting.
-TEST_F(Dispatch, ActiveSessionRunsWindowed) {
-    const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ, L"native,builtin",
-                              sizeof(L"native,builtin")),
-              ERROR_SUCCESS);
-    CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
+class WindowedDispatch : public Dispatch {
+protected:
+    void SetUp() override {
+        Dispatch::SetUp();
+        const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
+        ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
+                                  L"native,builtin", sizeof(L"native,builtin")),
+                  ERROR_SUCCESS);
+        CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
+    }
+    void TearDown() override {
+        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
+    }
+};
 
+TEST_F(WindowedDispatch, ActiveSessionRunsWindowed) {
     // The install window opens; closing it ends the run with 0.
     dialog_driver::WindowedProgram setup(L"\"" + SetupPath() + L"\" /i");
     HWND window = setup.WaitForDialog(30000);
@@ -97,7 +109,42 @@ TEST_F(Dispatch, ActiveSessionRunsWindowed) {
     EXPECT_EQ(setup.WaitForExit(30000), 0u);
 
     EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
-    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
+}
+
+// Setups started at one moment race for the instance mutex: exactly one may win.
+TEST_F(WindowedDispatch, OfSeveralStartedAtOnceExactlyOneRuns) {
+    constexpr int kCount = 6;
+    std::vector<std::unique_ptr<dialog_driver::WindowedProgram>> setups;
+    for (int i = 0; i < kCount; ++i) {
+        setups.push_back(std::make_unique<dialog_driver::WindowedProgram>(
+            L"\"" + SetupPath() + L"\" /i", true));
+        ASSERT_TRUE(setups.back()->Started());
+    }
+    for (const auto& setup : setups) {
+        setup->Resume();
+    }
+    auto ended = [&] {
+        int count = 0;
+        for (const auto& setup : setups) {
+            count += setup->StillRunning() ? 0 : 1;
+        }
+        return count;
+    };
+    dialog_driver::WaitUntil([&] { return ended() >= kCount - 1; }, 30000);
+    std::vector<dialog_driver::WindowedProgram*> running;
+    for (const auto& setup : setups) {
+        if (setup->StillRunning()) {
+            running.push_back(setup.get());
+        } else {
+            EXPECT_EQ(setup->WaitForExit(0), kExitAlreadyRunning);
+        }
+    }
+    ASSERT_EQ(running.size(), 1u);
+    dialog_driver::WindowedProgram* winner = running.front();
+    HWND window = winner->WaitForDialog(30000);
+    ASSERT_NE(window, nullptr);
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    EXPECT_EQ(winner->WaitForExit(30000), 0u);
 }
 
 }  // namespace

@@ -185,7 +185,7 @@ CAgentBranding* GetBranding() {
             g_branding = std::make_unique<CAgentBrandingTessan>();
             break;
         default:
-            throw std::runtime_error("unknown brand id");
+            throw UnknownBrandError();
     }
     return g_branding.get();
 }

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <stdexcept>
 
 enum BrandId : std::uint32_t {
     kBrandUnknown = 0,
@@ -97,4 +98,10 @@ BrandId BrandFromCompanyName(const wchar_t* companyName);
 
 // The process-wide brand profile, detected on first use. Throws std::runtime_error
 // "unknown brand id" when the company name carries no brand word.
+// What GetBranding throws for a build whose version information names no brand.
+class UnknownBrandError : public std::runtime_error {
+public:
+    UnknownBrandError() : std::runtime_error("unknown brand id") {}
+};
+
 CAgentBranding* GetBranding();

@@ -142,11 +142,12 @@ HWND FindProcessDialog(DWORD processId) {
     return search.found;
 }
 
-WindowedProgram::WindowedProgram(std::wstring commandLine) {
+WindowedProgram::WindowedProgram(std::wstring commandLine, bool suspended) {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process_)) {
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE,
+                        suspended ? CREATE_SUSPENDED : 0, nullptr, nullptr, &startup,
+                        &process_)) {
         process_ = {};
     }
 }

@@ -37,7 +37,8 @@ HWND FindProcessDialog(DWORD processId);
 // A program started with a window of its own, as a user starts setup.exe.
 class WindowedProgram {
 public:
-    explicit WindowedProgram(std::wstring commandLine);
+    // A suspended program runs once resumed, so that several can start at one moment.
+    explicit WindowedProgram(std::wstring commandLine, bool suspended = false);
     ~WindowedProgram();
     WindowedProgram(const WindowedProgram&) = delete;
     WindowedProgram& operator=(const WindowedProgram&) = delete;
@@ -48,6 +49,7 @@ public:
     // Its exit code once it ended, or 0xDEADBEEF after the timeout.
     DWORD WaitForExit(DWORD timeoutMs);
     bool StillRunning() const;
+    void Resume() const { ResumeThread(process_.hThread); }
 
 private:
     PROCESS_INFORMATION process_{};
