@@ -85,6 +85,16 @@ Status DeleteRegistryKey(const std::wstring& keyPath, unsigned access, bool recu
     return kStatusRegistryFailed;
 }
 
+bool KeyExists(const std::wstring& keyPath) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &key) !=
+        ERROR_SUCCESS) {
+        return false;
+    }
+    RegCloseKey(key);
+    return true;
+}
+
 Status DeleteRegistryValue(unsigned root, const std::wstring& keyPath,
                            const std::wstring& valueName) {
     HKEY rootKey = RootKey(root);

@@ -39,6 +39,9 @@ HKEY RootKey(unsigned root);
 // Deletes a key under HKEY_LOCAL_MACHINE; a key that is already gone counts as deleted.
 Status DeleteRegistryKey(const std::wstring& keyPath, unsigned access, bool recursive);
 
+// Whether a key exists under HKEY_LOCAL_MACHINE (64-bit view).
+bool KeyExists(const std::wstring& keyPath);
+
 // Deletes one value; a missing value is a failure (0x80000011).
 Status DeleteRegistryValue(unsigned root, const std::wstring& keyPath,
                            const std::wstring& valueName);

@@ -58,50 +58,131 @@ std::vector<std::wstring> ValueNames(const std::wstring& key) {
     return names;
 }
 
-// What an administrator would compare before and after a failed installation.
+// Every file below root by relative path with its content, and with foldersToo every
+// folder. The runtime's log folder is left out: it grows with every run and explains the
+// failure. So is the staged configuration, which a failed run leaves in place on purpose.
+void ReadTree(const std::wstring& root, bool foldersToo,
+              std::map<std::wstring, std::string>& tree) {
+    std::error_code error;
+    for (auto it = std::filesystem::recursive_directory_iterator(root, error);
+         it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
+        const std::wstring path = it->path().wstring();
+        const std::wstring name = it->path().filename().wstring();
+        if (it->is_directory() && (name == L"log" || name == L"setup")) {
+            it.disable_recursion_pending();
+            continue;
+        }
+        if (!it->is_directory()) {
+            tree[path.substr(root.size())] = ReadFileBytes(path);
+        } else if (foldersToo) {
+            tree[path.substr(root.size())] = "<folder>";
+        }
+    }
+}
+
+// Every key below root and its values, as "key\name" = type and data.
+void ReadKeyTree(const std::wstring& root, std::map<std::wstring, std::wstring>& values) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, root.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+        return;
+    }
+    values[root] = L"<key>";
+    wchar_t name[256];
+    BYTE data[4096];
+    for (DWORD index = 0;; ++index) {
+        DWORD length = 256;
+        DWORD size = sizeof(data);
+        DWORD type = 0;
+        if (RegEnumValueW(key, index, name, &length, nullptr, &type, data, &size) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        values[root + L"\\" + name] = std::to_wstring(type) + L":" +
+                                      std::wstring(reinterpret_cast<wchar_t*>(data), size / 2);
+    }
+    std::vector<std::wstring> subkeys;
+    for (DWORD index = 0;; ++index) {
+        DWORD length = 256;
+        if (RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        subkeys.emplace_back(name);
+    }
+    RegCloseKey(key);
+    for (const std::wstring& subkey : subkeys) {
+        ReadKeyTree(root + L"\\" + subkey, values);
+    }
+}
+
+// What the installation touches, as an administrator would compare it before and after a
+// failed installation.
 struct MachineState {
-    std::map<std::wstring, std::string> programFiles;  // name and content
-    std::string config;
+    std::map<std::wstring, std::string> programFiles;  // the company folder, with leftovers
+    std::map<std::wstring, std::string> dataFiles;
+    std::map<std::wstring, std::wstring> registry;  // uninstall entry and runtime settings
+    std::wstring pendingRenames;
     std::wstring imagePath;
     std::wstring displayName;
+    std::wstring description;
+    DWORD serviceType = 0;
     DWORD startType = 0;
     DWORD serviceState = 0;
-    std::map<std::wstring, std::wstring> agentValues;
 
     bool operator==(const MachineState&) const = default;
 
     friend void PrintTo(const MachineState& state, std::ostream* out) {
-        *out << "{files:";
+        *out << "{program files:";
         for (const auto& [name, content] : state.programFiles) {
-            *out << " " << test_support::Narrow(name) << "(" << content.size() << ")";
+            *out << " " << Narrow(name) << "(" << content.size() << ")";
         }
-        *out << "; config " << state.config.size() << " bytes; service "
-             << test_support::Narrow(state.imagePath) << " start " << state.startType
-             << " state " << state.serviceState << "; values:";
-        for (const auto& [name, value] : state.agentValues) {
-            *out << " " << test_support::Narrow(name) << "=" << test_support::Narrow(value);
+        *out << "; data files:";
+        for (const auto& [name, content] : state.dataFiles) {
+            *out << " " << Narrow(name) << "(" << content.size() << ")";
         }
-        *out << "}";
+        *out << "; registry:";
+        for (const auto& [name, value] : state.registry) {
+            *out << " " << Narrow(name) << "=" << Narrow(value);
+        }
+        *out << "; pending: " << Narrow(state.pendingRenames) << "; service "
+             << Narrow(state.imagePath) << " type " << state.serviceType << " start "
+             << state.startType << " state " << state.serviceState << "}";
     }
 
     static MachineState Take() {
         MachineState state;
-        for (const auto& entry : std::filesystem::directory_iterator(kProgramFolder)) {
-            state.programFiles[entry.path().filename().wstring()] =
-                ReadFileBytes(entry.path().wstring());
+        ReadTree(kCompanyProgramFolder, true, state.programFiles);
+        ReadTree(L"C:\\ProgramData\\ZELKO Software", false, state.dataFiles);
+        ReadKeyTree(kUninstallKey, state.registry);
+        ReadKeyTree(L"SOFTWARE\\ZELKO Software", state.registry);
+        std::vector<wchar_t> pending(65536);
+        DWORD size = static_cast<DWORD>(pending.size() * sizeof(wchar_t));
+        if (RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
+                         L"PendingFileRenameOperations", RRF_RT_REG_MULTI_SZ, nullptr,
+                         pending.data(), &size) == ERROR_SUCCESS) {
+            state.pendingRenames.assign(pending.data(), size / sizeof(wchar_t));
         }
-        state.config = ReadFileBytes(kDataFolder + L"\\agentconfig.conf");
         state.imagePath = service_sys::GetImagePath(L"ClientManager");
         service_sys::GetServiceDisplayNameW(L"ClientManager", state.displayName);
+        service_sys::GetServiceDescription(L"ClientManager", state.description);
+        service_sys::ServiceType type{};
+        service_sys::GetServiceType(L"ClientManager", type);
+        state.serviceType = type;
         service_sys::ServiceStartMode mode{};
         service_sys::GetStartMode(L"ClientManager", mode);
         state.startType = mode;
-        WaitForAgentState(SERVICE_RUNNING);
-        state.serviceState = service_sys::GetServiceState(L"ClientManager");
-        for (const std::wstring& name : ValueNames(kAgentKey)) {
-            state.agentValues[name] = ReadText(HKEY_LOCAL_MACHINE, kAgentKey, name.c_str());
+        if (!state.imagePath.empty()) {
+            WaitForAgentState(SERVICE_RUNNING);
         }
+        state.serviceState = service_sys::GetServiceState(L"ClientManager");
         return state;
+    }
+
+    // A rolled-back installation drops the deployment id on purpose.
+    MachineState WithoutDeploymentId() const {
+        MachineState copy = *this;
+        copy.registry.erase(kAgentKey + L"\\DeploymentId");
+        return copy;
     }
 };
 
@@ -197,19 +278,6 @@ TEST_F(Installation, InvalidInviteChangesNothing) {
     EXPECT_EQ(before.serviceState, static_cast<DWORD>(SERVICE_RUNNING));
 }
 
-TEST_F(Installation, AgentFilesPendingRemovalStopEverything) {
-    const std::wstring entries = L"\\??\\" + kProgramFolder + L".abcdef.delete\\x.dll" +
-                                 std::wstring(1, L'\0') + std::wstring(1, L'\0') +
-                                 std::wstring(1, L'\0');
-    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
-                              L"PendingFileRenameOperations", REG_MULTI_SZ, entries.c_str(),
-                              static_cast<DWORD>(entries.size() * sizeof(wchar_t))),
-              ERROR_SUCCESS);
-    EXPECT_EQ(Install(L"accept"), static_cast<DWORD>(0x80000052));
-    EXPECT_FALSE(test_support::FileExists(kProgramFolder));
-    EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"), L"");
-}
-
 TEST_F(Installation, RolledBackWhenTheConfigurationCannotBeMoved) {
     ASSERT_EQ(Install(L"accept", L"-rdid rd-7"), 0u);
     const MachineState before = MachineState::Take();
@@ -220,10 +288,7 @@ TEST_F(Installation, RolledBackWhenTheConfigurationCannotBeMoved) {
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
     EXPECT_EQ(Install(L"accept"), static_cast<DWORD>(0x8000002F));
     CloseHandle(held);
-    // A rolled-back installation drops the deployment id on purpose; all else is as before.
-    MachineState expected = before;
-    expected.agentValues.erase(L"DeploymentId");
-    EXPECT_EQ(MachineState::Take(), expected);
+    EXPECT_EQ(MachineState::Take(), before.WithoutDeploymentId());
 }
 
 // Steps that no real condition makes fail here fail through the installation's seam, in a
@@ -238,6 +303,10 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
         EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
         EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
     }
+    // An exception half-way is rolled back like any failure.
+    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"throw-recovery");
+    EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x80000044u);
+    EXPECT_EQ(MachineState::Take(), before);
     SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", nullptr);
 
     // Without .NET Framework 4.8 the installer is fetched from an address that does not
@@ -247,6 +316,18 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
     EXPECT_TRUE(Failed(static_cast<Status>(Install(L"accept"))));
     SetNetFrameworkInstalled();
     EXPECT_EQ(MachineState::Take(), before);
+}
+
+TEST_F(Installation, RolledBackOnAMachineWithoutAgent) {
+    const MachineState before = MachineState::Take();
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"fault_install.exe");
+    for (const wchar_t* step : {L"config-copy", L"start"}) {
+        SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
+        EXPECT_EQ(Install(L"accept", L"-rdid rd-3", package.Path()), 0x8000FA17u) << Narrow(step);
+        EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
+    }
+    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", nullptr);
 }
 
 TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {

@@ -134,7 +134,13 @@ bool AgentInstaller::AgentFilesPendingRemoval() {
     const std::wstring folders[] = {
         text_sys::ToLowerText(AgentDataFolder()),
         text_sys::ToLowerText(programFiles + L"\\" + GetBranding()->GetDataSubfolder())};
-    for (const wchar_t* entry = entries.data(); *entry != L'\0'; entry += wcslen(entry) + 1) {
+    // Sources and targets alternate, and the target of a deletion is empty: an empty
+    // string is no end marker here, only the end of the value is.
+    const wchar_t* end = entries.data() + size / sizeof(wchar_t);
+    for (const wchar_t* entry = entries.data(); entry < end; entry += wcslen(entry) + 1) {
+        if (*entry == L'\0') {
+            continue;
+        }
         const std::wstring lowered = text_sys::ToLowerText(entry);
         for (const std::wstring& folder : folders) {
             if (lowered.find(folder) != std::wstring::npos) {
@@ -178,38 +184,120 @@ Status AgentInstaller::Rollback(Status status) {
     }
     DeleteRuntimeValue(L"runtime://agent/deployId");
 
-    if (IsFolder(programFolder_) && Failed(DeleteOrDeferFolder(programFolder_))) {
-        LOG_WARNING(kInstall, L"new program folder deferred to the next restart");
+    if (IsFolder(programFolder_)) {
+        const Status removed = DeleteOrDeferFolder(programFolder_);
+        if (removed == kStatusPendingRestart) {
+            LOG_WARNING(kInstall, L"new program folder deferred to the next restart", removed);
+        } else if (Failed(removed)) {
+            LOG_ERROR(kInstall, L"failed to remove the new program folder", removed);
+        }
     }
     std::wstring programFiles;
     if (!Failed(file_sys::GetProgramFilesFolder(false, programFiles))) {
         const std::wstring companyFolder = programFiles + L"\\" + brand.GetCompanyFolder();
-        if (IsFolder(companyFolder) && file_sys::ListFolder(companyFolder).empty()) {
-            RemoveDirectoryW(companyFolder.c_str());
+        if (IsFolder(companyFolder) && file_sys::ListFolder(companyFolder).empty() &&
+            !RemoveDirectoryW(companyFolder.c_str())) {
+            LOG_WARNING(kInstall, L"failed to remove the empty folder " + companyFolder +
+                                      L", GetLastError: " + std::to_wstring(GetLastError()));
         }
     }
     if (!backupFolder_.empty() &&
         _wrename(backupFolder_.c_str(), previousProgramFolder_.c_str()) != 0) {
         LOG_ERROR(kInstall, L"failed to restore the backup dir", kStatusRenameFailed);
     }
+    RestoreConfig();
+    if (!backupFolder_.empty()) {
+        RestoreServiceRegistration();
+    } else if (serviceCreated_) {
+        RemoveNewService();
+    }
+    RemoveNewRuntimeKeys();
+    StartAfterRollback(brand.GetServiceName());
+    StartAfterRollback(environment_.avWrapperService);
+    LOG_ERROR(kInstall, L"installation ended with error", status);
+    return status;
+}
+
+void AgentInstaller::RestoreConfig() {
     if (!configBackupPath_.empty()) {
-        _wremove(installedConfigPath_.c_str());
+        _wremove(installedConfigPath_.c_str());  // the rename below tells whether it worked
         if (_wrename(configBackupPath_.c_str(), installedConfigPath_.c_str()) != 0) {
             LOG_ERROR(kInstall, L"failed to restore the agent config file", kStatusRenameFailed);
         }
+    } else if (configPlaced_ && _wremove(installedConfigPath_.c_str()) != 0) {
+        // There was none before; the new one carries the invite token.
+        LOG_ERROR(kInstall, L"failed to remove the new agent config file", kStatusFileWriteFailed);
     }
-    if (!backupFolder_.empty() && savedService_.saved) {
-        if (!Failed(service_sys::CreateOrUpdateService(
-                brand.GetServiceName(), savedService_.imagePath, savedService_.type,
-                savedService_.startType, savedService_.displayName.c_str(),
-                savedService_.description.c_str()))) {
-            service_sys::SetServiceRecovery(brand.GetServiceName());
+}
+
+void AgentInstaller::RestoreServiceRegistration() {
+    const std::wstring name = GetBranding()->GetServiceName();
+    if (!savedService_.saved) {
+        LOG_ERROR(kInstall, L"the previous registration of the service " + name +
+                                L" was not read; it cannot be restored",
+                  kStatusServiceFailed);
+        return;
+    }
+    DWORD lastError = 0;
+    Status status = service_sys::CreateOrUpdateService(
+        name, savedService_.imagePath, savedService_.type, savedService_.startType,
+        savedService_.displayName.c_str(), savedService_.description.c_str(), &lastError);
+    if (Failed(status)) {
+        LOG_ERROR(kInstall, L"failed to restore the service: " + name + L", GetLastError: " +
+                                std::to_wstring(lastError),
+                  status);
+        return;
+    }
+    status = service_sys::SetServiceRecovery(name, &lastError);
+    if (Failed(status)) {
+        LOG_ERROR(kInstall, L"failed to restore auto restart for the service: " + name +
+                                L", GetLastError: " + std::to_wstring(lastError),
+                  status);
+    }
+}
+
+// There was no agent before: a service left registered would point at a deleted folder.
+void AgentInstaller::RemoveNewService() {
+    const std::wstring name = GetBranding()->GetServiceName();
+    service_sys::StopService(name);  // the deletion below tells whether it is gone
+    const Status status = service_sys::DeleteServiceByName(name);
+    if (Failed(status)) {
+        LOG_ERROR(kInstall, L"failed to delete the new service: " + name, status);
+    }
+}
+
+void AgentInstaller::NoteMissingRuntimeKeys() {
+    const std::wstring base = RuntimeRegistryBase();
+    const std::wstring company = base.empty() ? base : base.substr(0, base.size() - 1);
+    for (const std::wstring& key : {base + L"Business Agent", base + L"SB Runtime", company}) {
+        if (!key.empty() && !registry_sys::KeyExists(key)) {
+            newRuntimeKeys_.push_back(key);
         }
     }
-    service_sys::StartServiceByName(brand.GetServiceName());
-    service_sys::StartServiceByName(environment_.avWrapperService);
-    LOG_ERROR(kInstall, L"installation ended with error", status);
-    return status;
+}
+
+// Keys that did not exist before this installation hold nothing but what it wrote.
+void AgentInstaller::RemoveNewRuntimeKeys() {
+    for (const std::wstring& key : newRuntimeKeys_) {
+        const bool company = key + L"\\" == RuntimeRegistryBase();
+        // The company key may have gained other products' keys meanwhile: only when empty.
+        const Status status = registry_sys::DeleteRegistryKey(key, registry_sys::kAllAccess64,
+                                                              !company);
+        if (Failed(status) && status != kStatusNotFound && !company) {
+            LOG_WARNING(kInstall, L"failed to remove the new registry key " + key, status);
+        }
+    }
+}
+
+void AgentInstaller::StartAfterRollback(const std::wstring& service) {
+    DWORD lastError = 0;
+    const Status status = service_sys::StartServiceByName(service, &lastError);
+    // Nothing more can be done about it; the log says so for whoever looks.
+    if (Failed(status) && lastError != ERROR_SERVICE_DOES_NOT_EXIST) {
+        LOG_WARNING(kInstall, L"failed to start the service: " + service + L", GetLastError: " +
+                                  std::to_wstring(lastError),
+                    status);
+    }
 }
 
 Status AgentInstaller::Succeed() {
@@ -283,11 +371,28 @@ void AgentInstaller::RemoveFormerConsoleAutostart() {
 }
 
 Status AgentInstaller::Install(IProgressCallback* progress) {
+    const char* what = "not a standard exception";
+    try {
+        return RunInstall(progress);
+    } catch (const UnknownBrandError&) {
+        throw;  // the entry turns it into its own exit code
+    } catch (const std::exception& error) {
+        what = error.what();
+    } catch (...) {
+    }
+    LOG_ERROR(kInstall, L"unexpected exception: " + text_sys::Widen(what),
+              kStatusUnexpectedException);
+    return rollbackArmed_ ? Rollback(kStatusUnexpectedException)
+                          : EarlyFailure(kStatusUnexpectedException);
+}
+
+Status AgentInstaller::RunInstall(IProgressCallback* progress) {
     progress_ = progress;
     const CAgentBranding& brand = *GetBranding();
     const SetupSettings& settings = GetSetupSettings();
     const std::wstring serviceName = brand.GetServiceName();
 
+    NoteMissingRuntimeKeys();
     Progress(211);
     RestartTaskSchedulerServiceIfNeeded();
     Status status = StopServiceAndWait(serviceName);
@@ -388,6 +493,7 @@ Status AgentInstaller::Install(IProgressCallback* progress) {
     }
 
     // From here on every failure is rolled back.
+    rollbackArmed_ = true;
     if (!IsNetFrameworkInstalled()) {
         Progress(353);
         status = InstallMissingNetFrameworkInstaller();
@@ -426,6 +532,7 @@ Status AgentInstaller::Install(IProgressCallback* progress) {
     const std::wstring stagedConfig = agent_config::StagedConfigPath();
     status = Fault("config-copy");
     if (!Failed(status)) {
+        configPlaced_ = true;  // a failed copy may leave part of a file behind
         status = CopyFilePath(stagedConfig, installedConfigPath_);
     }
     if (Failed(status)) {
@@ -450,6 +557,7 @@ Status AgentInstaller::Install(IProgressCallback* progress) {
     LOG_INFO(kInstall, L"self-protection asked to protect the agent's folders");
 
     SaveServiceRegistration();
+    serviceCreated_ = savedService_.imagePath.empty();
     LOG_INFO(kInstall, L"Installing agent service...");
     DWORD lastError = 0;
     status = Fault("service");

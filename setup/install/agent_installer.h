@@ -28,8 +28,10 @@ struct InstallerEnvironment {
     std::wstring netDetectionKey = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
     std::wstring avWrapperService = L"ZelkoAvWrapper";
     DWORD schedulerProbeLimitMs = 30000;
+    std::wstring systemInfoTool;  // empty: systeminfo.exe of the system folder
+    DWORD systemInfoLimitMs = 30000;
     // Called before the steps that can fail after the previous folder was moved aside, by
-    // name; a failing status makes that step fail.
+    // name; a failing status makes that step fail, and it may throw.
     Status (*faultAt)(const char* step) = nullptr;
 };
 
@@ -75,8 +77,15 @@ private:
     Status Fault(const char* step) const;
     Status DownloadInstallerWithErr(const std::wstring& url, std::wstring& path);
     bool AgentFilesPendingRemoval();
+    Status RunInstall(IProgressCallback* progress);
     Status EarlyFailure(Status status);
     Status Rollback(Status status);
+    void RestoreConfig();
+    void RestoreServiceRegistration();
+    void StartAfterRollback(const std::wstring& service);
+    void RemoveNewService();
+    void NoteMissingRuntimeKeys();
+    void RemoveNewRuntimeKeys();
     Status Succeed();
     void WriteUninstallEntry();
     void RemoveFormerConsoleAutostart();
@@ -93,5 +102,9 @@ private:
     std::wstring installedConfigPath_;
     std::wstring configBackupPath_;
     bool protectionRequested_ = false;
+    bool rollbackArmed_ = false;  // the previous folder may have been moved aside
+    bool configPlaced_ = false;   // a new configuration was (maybe partly) written
+    bool serviceCreated_ = false;  // no agent service was registered before
+    std::vector<std::wstring> newRuntimeKeys_;  // runtime settings keys this run creates
     ServiceRegistration savedService_;
 };

@@ -1,11 +1,12 @@
 // Runs the installation like a silent setup.exe, with one step made to fail: the step is
 // named by the environment variable HOLLIN_FAULT_STEP ("copy", "config-copy", "service",
-// "recovery", ...). HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
+// "recovery", ...); "throw-" before the name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
 // ends with the installation's status. Used from a package folder of its own, in place of
 // setup.exe.
 #include <windows.h>
 
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
 
 #include "setup/install/agent_installer.h"
@@ -18,6 +19,9 @@ constexpr Status kInjectedFault = ToStatus(0x8000FA17);
 Status FailNamedStep(const char* step) {
     char wanted[64] = {};
     GetEnvironmentVariableA("HOLLIN_FAULT_STEP", wanted, sizeof(wanted));
+    if ("throw-" + std::string(step) == wanted) {
+        throw std::runtime_error("injected");
+    }
     return std::string(step) == wanted ? kInjectedFault : kStatusOk;
 }
 
