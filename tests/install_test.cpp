@@ -303,6 +303,13 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
         EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
         EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
     }
+    // A rollback step that fails says so in the log, and the rest of the rollback runs.
+    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"recovery,restore-service");
+    EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u);
+    EXPECT_NE(ReadFileBytes(kDataFolder + L"\\log\\agentinstaller.log")
+                  .find("failed to restore the service: ClientManager"),
+              std::string::npos);
+    EXPECT_EQ(MachineState::Take(), before);
     // An exception half-way is rolled back like any failure.
     SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"throw-recovery");
     EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x80000044u);

@@ -68,6 +68,15 @@ TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
               static_cast<DWORD>(kStatusPasswordRefused));
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_TRUE(FileExists(kProgramFolder + L"\\agentsvc.exe"));
+    // The log tells an administrator why, in the line where the refusal was seen; the
+    // password itself is in no line.
+    const std::string log = ReadFileBytes(kDataFolder + L"\\log\\agentinstaller.log");
+    EXPECT_NE(log.find("[ERROR] [Uninstaller] uninstall.cpp("), std::string::npos) << log;
+    EXPECT_NE(log.find("UninstallAgent: the agent refused the password [0x80000017]"),
+              std::string::npos)
+        << log;
+    EXPECT_NE(log.find("UninstallAgent: Starting agent service..."), std::string::npos);
+    EXPECT_EQ(log.find("wrong"), std::string::npos);
 
     // The right one, holding a double quote and a backslash, reaches the agent escaped.
     EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("pa\"ss\\word")), 0u);

@@ -206,9 +206,9 @@ Status AgentInstaller::Rollback(Status status) {
         LOG_ERROR(kInstall, L"failed to restore the backup dir", kStatusRenameFailed);
     }
     RestoreConfig();
-    if (!backupFolder_.empty()) {
+    if (serviceTouched_ && !backupFolder_.empty()) {
         RestoreServiceRegistration();
-    } else if (serviceCreated_) {
+    } else if (serviceTouched_ && serviceCreated_) {
         RemoveNewService();
     }
     RemoveNewRuntimeKeys();
@@ -239,9 +239,12 @@ void AgentInstaller::RestoreServiceRegistration() {
         return;
     }
     DWORD lastError = 0;
-    Status status = service_sys::CreateOrUpdateService(
-        name, savedService_.imagePath, savedService_.type, savedService_.startType,
-        savedService_.displayName.c_str(), savedService_.description.c_str(), &lastError);
+    Status status = Fault("restore-service");
+    if (!Failed(status)) {
+        status = service_sys::CreateOrUpdateService(
+            name, savedService_.imagePath, savedService_.type, savedService_.startType,
+            savedService_.displayName.c_str(), savedService_.description.c_str(), &lastError);
+    }
     if (Failed(status)) {
         LOG_ERROR(kInstall, L"failed to restore the service: " + name + L", GetLastError: " +
                                 std::to_wstring(lastError),
@@ -558,6 +561,7 @@ Status AgentInstaller::RunInstall(IProgressCallback* progress) {
 
     SaveServiceRegistration();
     serviceCreated_ = savedService_.imagePath.empty();
+    serviceTouched_ = true;
     LOG_INFO(kInstall, L"Installing agent service...");
     DWORD lastError = 0;
     status = Fault("service");

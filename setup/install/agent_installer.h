@@ -104,6 +104,7 @@ private:
     bool protectionRequested_ = false;
     bool rollbackArmed_ = false;  // the previous folder may have been moved aside
     bool configPlaced_ = false;   // a new configuration was (maybe partly) written
+    bool serviceTouched_ = false;  // the registration of the agent service may have changed
     bool serviceCreated_ = false;  // no agent service was registered before
     std::vector<std::wstring> newRuntimeKeys_;  // runtime settings keys this run creates
     ServiceRegistration savedService_;

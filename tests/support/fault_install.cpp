@@ -1,6 +1,7 @@
 // Runs the installation like a silent setup.exe, with one step made to fail: the step is
 // named by the environment variable HOLLIN_FAULT_STEP ("copy", "config-copy", "service",
-// "recovery", ...); "throw-" before the name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
+// "recovery", ...; several separated by commas); "throw-" before a name makes it throw
+// instead. HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
 // ends with the installation's status. Used from a package folder of its own, in place of
 // setup.exe.
 #include <windows.h>
@@ -19,10 +20,12 @@ constexpr Status kInjectedFault = ToStatus(0x8000FA17);
 Status FailNamedStep(const char* step) {
     char wanted[64] = {};
     GetEnvironmentVariableA("HOLLIN_FAULT_STEP", wanted, sizeof(wanted));
-    if ("throw-" + std::string(step) == wanted) {
+    const std::string steps = std::string(",") + wanted + ",";
+    if (steps.find(",throw-" + std::string(step) + ",") != std::string::npos) {
         throw std::runtime_error("injected");
     }
-    return std::string(step) == wanted ? kInjectedFault : kStatusOk;
+    return steps.find("," + std::string(step) + ",") != std::string::npos ? kInjectedFault
+                                                                          : kStatusOk;
 }
 
 }  // namespace
