@@ -8,6 +8,7 @@
 #include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
+#include "setup/logging.h"
 #include "setup/setup_settings.h"
 #include "setup/uninstall/uninstall.h"
 #include "sys/process_sys.h"
@@ -25,13 +26,6 @@ void SetCurrentDirectoryToSystemFolder() {
     if (length > 0 && length < MAX_PATH) {
         SetCurrentDirectoryW(folder);
     }
-}
-
-// The sequences log their own failures; what reaches the entry has no log of its own to go
-// to, so it goes to the system's debug output, which support tools can capture.
-void ReportUnexpected(const char* what) {
-    std::wstring line = L"setup: unexpected exception: " + text_sys::Widen(what) + L"\n";
-    OutputDebugStringW(line.c_str());
 }
 
 std::wstring PathBesideSetup(const wchar_t* fileName) {
@@ -102,6 +96,12 @@ DWORD RunWindowed(HINSTANCE instance, const SetupSettings& settings, const wchar
             TranslateMessage(&message);
             DispatchMessageW(&message);
         }
+    }
+    // A close message to the hidden window ends the loop, not the work: an installation
+    // left half done would leave the machine worse than either end of it.
+    dialog->FinishWork();
+    if (dialog->FailedUnexpectedly()) {
+        return static_cast<DWORD>(kStatusUnexpectedException);
     }
     return static_cast<DWORD>(message.wParam);
 }
@@ -190,10 +190,8 @@ DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
     } catch (const UnknownBrandError&) {
         // A build whose version information names no brand cannot install anything.
         return static_cast<DWORD>(kStatusUnknownBrand);
-    } catch (const std::exception& error) {
-        ReportUnexpected(error.what());
     } catch (...) {
-        ReportUnexpected("not a standard exception");
+        ReportUnexpectedException("setup");
     }
     return static_cast<DWORD>(kStatusUnexpectedException);
 }

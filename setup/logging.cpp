@@ -3,7 +3,10 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <exception>
 #include <vector>
+
+#include "sys/text_sys.h"
 
 namespace {
 
@@ -128,4 +131,17 @@ void CLogging::WarningPrefixed(const char* file, int line, const char* function,
     if (logger_) {
         logger_->Warning((FormatPrefix(file, line, function) + message).c_str());
     }
+}
+
+void ReportUnexpectedException(const char* where) {
+    std::wstring what = L"not a standard exception";
+    try {
+        throw;
+    } catch (const std::exception& error) {
+        what = text_sys::Widen(error.what());
+    } catch (...) {
+    }
+    const std::wstring line =
+        L"setup: unexpected exception in " + text_sys::Widen(where) + L": " + what + L"\n";
+    OutputDebugStringW(line.c_str());
 }

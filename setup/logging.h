@@ -51,6 +51,11 @@ private:
     CObjectSmPtr<ILogger> logger_;
 };
 
+// For the catch block at a thread's boundary. The sequences log their own failures; what
+// escapes one has no log left to go to, so it goes to the system's debug output, which
+// support tools capture.
+void ReportUnexpectedException(const char* where);
+
 #define LOG_TRACE(function) Trace(__FILE__, __LINE__, function)
 #define LOG_INFO(function, ...) Info(__FILE__, __LINE__, function, __VA_ARGS__)
 #define LOG_WARNING(function, ...) Warning(__FILE__, __LINE__, function, __VA_ARGS__)

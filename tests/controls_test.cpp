@@ -4,6 +4,7 @@
 #include <commctrl.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "tests/support/gdiplus_environment.h"
@@ -228,28 +229,35 @@ TEST(OwnerDrawnButtons, WorkByMouseOnly) {
     button.Detach();
 }
 
-TEST(OwnerDrawnButtons, OnlyPushButtonsOfADialogAreTakenOver) {
+// The role decides the look, not the default-button style, which the dialog manager moves.
+TEST(OwnerDrawnButtons, OnlyPushButtonsAreTakenOverAndTheirRoleDecidesTheLook) {
     ButtonHost host(L"Install");
     HWND parent = GetParent(host.Button());
-    HWND secondary =
-        CreateWindowExW(0, L"Button", L"Cancel", WS_CHILD | WS_VISIBLE | BS_DEFPUSHBUTTON, 0, 0, 50,
-                        20, parent, nullptr, nullptr, nullptr);
+    constexpr unsigned kCancelId = 1076;
+    HWND cancel = CreateWindowExW(0, L"Button", L"Cancel", WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON,
+                                  0, 0, 50, 20, parent,
+                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(kCancelId)),
+                                  nullptr, nullptr);
+    HWND other = CreateWindowExW(0, L"Button", L"Later", WS_CHILD | WS_VISIBLE | BS_DEFPUSHBUTTON,
+                                 0, 0, 50, 20, parent, nullptr, nullptr, nullptr);
     HWND check = CreateWindowExW(0, L"Button", L"Check", WS_CHILD | BS_AUTOCHECKBOX, 0, 0, 50, 20,
                                  parent, nullptr, nullptr, nullptr);
     CreateWindowExW(0, L"Static", L"Text", WS_CHILD, 0, 0, 50, 20, parent, nullptr, nullptr,
                     nullptr);
-    std::vector<CButtonControl*> buttons;
-    SubclassAllButtons(parent, buttons);
-    ASSERT_EQ(buttons.size(), 2u);
-    for (CButtonControl* button : buttons) {
+    std::vector<std::unique_ptr<CButtonControl>> buttons;
+    SubclassAllButtons(parent, {kCancelId}, buttons);
+    ASSERT_EQ(buttons.size(), 3u);
+    for (const auto& button : buttons) {
         EXPECT_NE(button->Window(), check);
-        const bool isSecondary = dynamic_cast<CButtonControlSecondary*>(button) != nullptr;
-        EXPECT_EQ(isSecondary, button->Window() == secondary);
+        const bool isSecondary = dynamic_cast<CButtonControlSecondary*>(button.get()) != nullptr;
+        EXPECT_EQ(isSecondary, button->Window() == cancel);
         EXPECT_EQ(GetWindowLongPtrW(button->Window(), GWLP_USERDATA),
-                  reinterpret_cast<LONG_PTR>(button));
-        button->Detach();
-        EXPECT_EQ(GetWindowLongPtrW(button->Window(), GWLP_USERDATA), 0);
+                  reinterpret_cast<LONG_PTR>(button.get()));
     }
+    HWND first = buttons.front()->Window();
+    buttons.clear();
+    EXPECT_EQ(GetWindowLongPtrW(first, GWLP_USERDATA), 0) << "a freed button stayed attached";
+    (void)other;
 }
 
 TEST(Badges, BrandTwoShowsItsCaptionInCapitals) {

@@ -5,7 +5,11 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
+#include <stdexcept>
+#include <vector>
 
+#include "setup/branding/branding.h"
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
 #include "sys/service_sys.h"
@@ -69,6 +73,37 @@ TEST_F(InstallWindow, ReadyScreen) {
     EXPECT_EQ(PictureSize(window, 1074).cx, 20);
 }
 
+// What the system's own controls get wrong on their own, by common_controls_repro.exe.
+constexpr DWORD kLinksLostAfterFont = 1;
+constexpr DWORD kBarColoursIgnored = 2;
+DWORD SystemControlFaults() {
+    static const DWORD faults = test_support::RunAndWait(
+        L"\"" + test_support::BinFolder() + L"\\common_controls_repro.exe\"");
+    return faults;
+}
+
+// The agreement line carries two links, the brand's licence and privacy addresses.
+TEST_F(InstallWindow, AgreementLineHasTheBrandsTwoLinks) {
+    if (SystemControlFaults() & kLinksLostAfterFont) {
+        GTEST_SKIP() << "this system's link control finds no links in a text set after its "
+                        "font, outside the program too (common_controls_repro.exe)";
+    }
+    HWND window = Open();
+    Pump(100);
+    std::vector<std::wstring> addresses;
+    for (int index = 0; index < 3; ++index) {
+        LITEM item{};
+        item.mask = LIF_ITEMINDEX | LIF_URL;
+        item.iLink = index;
+        if (!SendDlgItemMessageW(window, 1117, LM_GETITEM, 0, reinterpret_cast<LPARAM>(&item)))
+            break;
+        addresses.push_back(item.szUrl);
+    }
+    const CAgentBranding* brand = GetBranding();
+    EXPECT_EQ(addresses, (std::vector<std::wstring>{brand->GetEulaUrl(),
+                                                    brand->GetPrivacyPolicyUrl()}));
+}
+
 TEST_F(InstallWindow, NotAdministrator) {
     GetDialogSeams().isAdministrator = [] { return false; };
     HWND window = Open();
@@ -77,6 +112,11 @@ TEST_F(InstallWindow, NotAdministrator) {
     EXPECT_TRUE(Visible(window, 1075));
     EXPECT_EQ(Text(window, 1048),
               L"You must have administrative privileges to install the software.");
+    // The Close button shows its face: nothing lies over it.
+    EXPECT_FALSE(Visible(window, 1117));
+    Pump(200);
+    const RECT close = ControlRect(window, 1075);
+    EXPECT_EQ(ControlPixel(window, 1075, {8, (close.bottom - close.top) / 2}), 0x0070F6u);
     Press(window, 1075);
     EXPECT_TRUE(PumpUntilQuit(5000));
 }
@@ -122,6 +162,40 @@ TEST_F(InstallWindow, ResultScreens) {
             EXPECT_EQ(Text(window, 1077), L"Open install log");
             EXPECT_EQ(Text(window, 1076), L"Cancel");
         }
+    }
+}
+
+// What escapes the engine ends its run as a failure the window shows, not the process.
+TEST_F(InstallWindow, AnExceptionInTheWorkerBecomesAFailure) {
+    GetDialogSeams().install = [](IProgressCallback*) -> Status {
+        throw std::runtime_error("lost");
+    };
+    Open();
+    PressMainButtonAndWait();
+    EXPECT_EQ(dialog_->Result(), ToStatus(0x80000044));
+    EXPECT_EQ(Text(dialog_->Window(), 1048), L"Installation failed (80000044)");
+    EXPECT_TRUE(dialog_->FailedUnexpectedly());
+}
+
+TEST_F(InstallWindow, AnExceptionOnTheWindowsThreadEndsTheRun) {
+    InstallWith(ToStatus(0x10000005));
+    GetDialogSeams().requestReboot = [] { throw std::bad_alloc(); };
+    Press(dialog_->Window(), 1119);
+    EXPECT_TRUE(PumpUntilQuit(5000));
+    EXPECT_TRUE(dialog_->FailedUnexpectedly());
+}
+
+TEST_F(InstallWindow, FreesItsPicturesWithTheWindow) {
+    InstallWith(0);
+    HWND window = dialog_->Window();
+    std::vector<HGDIOBJ> pictures;
+    for (int id : {1074, 1118})
+        pictures.push_back(reinterpret_cast<HGDIOBJ>(
+            SendDlgItemMessageW(window, id, STM_GETIMAGE, IMAGE_BITMAP, 0)));
+    dialog_.reset();
+    for (HGDIOBJ picture : pictures) {
+        EXPECT_NE(picture, nullptr);
+        EXPECT_EQ(GetObjectType(picture), 0u) << "a bitmap outlived its window";
     }
 }
 
@@ -201,6 +275,31 @@ TEST_F(InstallWindow, ProgressBarWrapsAround) {
     CloseHandle(release);
 }
 
+TEST_F(InstallWindow, ProgressBarInTheProgramsColours) {
+    if (SystemControlFaults() & kBarColoursIgnored) {
+        GTEST_SKIP() << "this system's progress bar ignores the colours it is given, outside "
+                        "the program too (common_controls_repro.exe)";
+    }
+    HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    BlockInstallationUntil(release);
+    HWND window = Open();
+    Press(window, 1113);
+    ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
+    HWND bar = GetDlgItem(window, 1035);
+    KillTimer(GetDlgItem(window, 1080), 1);
+    SendMessageW(bar, PBM_SETPOS, 50, 0);
+    UpdateWindow(bar);
+    Pump(100);
+    const RECT area = ControlRect(window, 1035);
+    const int middle = (area.bottom - area.top) / 2;
+    EXPECT_EQ(ControlPixel(window, 1035, {4, middle}), 0x0070F6u) << "filled part";
+    EXPECT_EQ(ControlPixel(window, 1035, {area.right - area.left - 4, middle}), 0x050505u)
+        << "empty part";
+    SetEvent(release);
+    ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 10000));
+    CloseHandle(release);
+}
+
 TEST_F(InstallWindow, OpenInstallLogOpensTheInstallersLog) {
     std::wstring opened;
     GetDialogSeams().shellOpen = [&](const std::wstring& target, int) { opened = target; };
@@ -218,27 +317,50 @@ TEST_F(InstallWindow, BetaBadge) {
 }
 
 // setup.exe itself, windowed, installing against the testbed backend.
-TEST(WindowedSetup, InstallsAndCloses) {
-    using namespace agent_machine;
-    const std::string port = BackendPort();
-    ASSERT_FALSE(port.empty()) << "the backend does not run";
-    SetNetFrameworkInstalled();
-    CleanMachine();
-    test_support::TempFolder package;
-    CopyPackageWith(package.Path(), L"..\\package\\setup.exe");
-    // Wine reports no active session; this library beside setup.exe does.
-    test_support::CopyBuiltProgram(L"session_active\\wtsapi32.dll", package.Path(),
-                                   L"wtsapi32.dll");
-    const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ, L"native,builtin",
-                              sizeof(L"native,builtin")),
-              ERROR_SUCCESS);
+class WindowedSetup : public ::testing::Test {
+protected:
+    void SetUp() override {
+        port_ = agent_machine::BackendPort();
+        ASSERT_FALSE(port_.empty()) << "the backend does not run";
+        agent_machine::SetNetFrameworkInstalled();
+        agent_machine::CleanMachine();
+        agent_machine::CopyPackageWith(package_.Path(), L"..\\package\\setup.exe");
+        // Wine reports no active session; this library beside setup.exe does.
+        test_support::CopyBuiltProgram(L"session_active\\wtsapi32.dll", package_.Path(),
+                                       L"wtsapi32.dll");
+        ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
+                                  L"native,builtin", sizeof(L"native,builtin")),
+                  ERROR_SUCCESS);
+    }
+    void TearDown() override {
+        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
+        agent_machine::CleanMachine();
+    }
 
-    const std::wstring url =
-        L"http://127.0.0.1:" + std::wstring(port.begin(), port.end()) + L"/windowed/accept";
-    const std::wstring command =
-        L"\"" + package.Path() +
-        L"\\setup.exe\" /i -tok windowed-test-token-0123456789abcdef -svr " + url;
+    // The command line of a windowed installation whose invite is answered so.
+    std::wstring Command(const wchar_t* answer) const {
+        return L"\"" + package_.Path() +
+               L"\\setup.exe\" /i -tok windowed-test-token-0123456789abcdef -svr "
+               L"http://127.0.0.1:" +
+               std::wstring(port_.begin(), port_.end()) + L"/windowed/" + answer;
+    }
+
+    static constexpr wchar_t kOverrides[] =
+        L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
+    std::string port_;
+    test_support::TempFolder package_;
+};
+
+BOOL CALLBACK PostCloseIfOwnedBy(HWND window, LPARAM processId) {
+    DWORD owner = 0;
+    GetWindowThreadProcessId(window, &owner);
+    if (owner == static_cast<DWORD>(processId))
+        PostMessageW(window, WM_CLOSE, 0, 0);
+    return TRUE;
+}
+
+TEST_F(WindowedSetup, InstallsAndCloses) {
+    const std::wstring command = Command(L"accept");
     WindowedProgram setup(command);
     HWND window = setup.WaitForDialog(30000);
     ASSERT_NE(window, nullptr);
@@ -254,8 +376,19 @@ TEST(WindowedSetup, InstallsAndCloses) {
     EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));
     Press(window, 1075);
     EXPECT_EQ(setup.WaitForExit(30000), 0u);
-    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
-    CleanMachine();
+}
+
+// An ordinary taskkill posts a close message to every top-level window of the process,
+// the hidden one included, while the worker is still sending status texts.
+TEST_F(WindowedSetup, AskedToCloseWhileInstallingItFinishesTheWorkAndEnds) {
+    WindowedProgram setup(Command(L"slow"));
+    HWND window = setup.WaitForDialog(30000);
+    ASSERT_NE(window, nullptr);
+    Press(window, 1113);
+    ASSERT_TRUE(WaitUntil([&] { return Visible(window, 1048); }, 30000));
+    EnumWindows(PostCloseIfOwnedBy, static_cast<LPARAM>(setup.ProcessId()));
+    EXPECT_EQ(setup.WaitForExit(120000), 0u);
+    EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));
 }
 
 }  // namespace

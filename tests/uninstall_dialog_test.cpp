@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <vector>
 
 #include "setup/setup_settings.h"
 #include "sys/service_sys.h"
@@ -11,6 +15,7 @@
 #include "tests/support/policy_db.h"
 #include "tests/support/test_support.h"
 #include "ui/dialog_seams.h"
+#include "ui/localisation.h"
 #include "ui/uninstall_dialog.h"
 
 namespace {
@@ -177,6 +182,74 @@ TEST_F(UninstallWindow, NotPermitted) {
     EXPECT_TRUE(PumpUntilQuit(5000));
 }
 
+// A wrong password when none was asked at first still shows the caption in the window's
+// language.
+TEST_F(UninstallWindow, PasswordCaptionIsInTheWindowsLanguage) {
+    constexpr std::uint32_t kGerman = 11;
+    SetThreadLanguage(kGerman);
+    GetDialogSeams().uninstall = [](IProgressCallback*, const std::wstring&) {
+        return ToStatus(0x80000017);
+    };
+    dialog_ = std::make_unique<CUninstallDialog>();
+    HWND window = dialog_->Create(kGerman, false);
+    PressMainButtonAndWait();
+    SetThreadLanguage(1);
+    EXPECT_TRUE(Visible(window, 1054));
+    EXPECT_EQ(Text(window, 1054), L"Kennwort:");
+}
+
+// Places in this process's writable memory that hold the text. The needle is kept
+// scrambled, so that the search does not find itself.
+int CopiesInMemory(const std::wstring& scrambled) {
+    constexpr wchar_t kKey = 0x5A;
+    int copies = 0;
+    MEMORY_BASIC_INFORMATION region{};
+    for (auto* address = static_cast<const BYTE*>(nullptr);
+         VirtualQuery(address, &region, sizeof(region)) == sizeof(region);
+         address = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize) {
+        const bool readable = region.State == MEM_COMMIT && region.Type == MEM_PRIVATE &&
+                              (region.Protect & (PAGE_READWRITE | PAGE_EXECUTE_READWRITE)) != 0 &&
+                              (region.Protect & PAGE_GUARD) == 0;
+        if (!readable)
+            continue;
+        const auto* begin = static_cast<const wchar_t*>(region.BaseAddress);
+        const size_t count = region.RegionSize / sizeof(wchar_t);
+        for (size_t i = 0; i + scrambled.size() <= count; ++i) {
+            size_t matched = 0;
+            while (matched < scrambled.size() &&
+                   (begin[i + matched] ^ kKey) == scrambled[matched])
+                ++matched;
+            copies += matched == scrambled.size();
+        }
+    }
+    return copies;
+}
+
+// Short and long: a short text lives inside the string object, a long one on the heap.
+TEST_F(UninstallWindow, NoCopyOfThePasswordOutlivesTheAttempt) {
+    ASSERT_TRUE(WritePasswordPolicy(kDataFolder, true, "secret"));
+    for (const wchar_t* scrambled : {L"\x0b\x3c\x6d\x29", L"\x0b\x3c\x6d\x29\x31\x6b\x3f\x33\x68\x2e\x1b\x6e\x22"}) {
+        std::wstring typed;
+        for (const wchar_t* c = scrambled; *c != 0; ++c)
+            typed += static_cast<wchar_t>(*c ^ 0x5A);
+        std::wstring seen;
+        GetDialogSeams().uninstall = [&](IProgressCallback*, const std::wstring& password) {
+            seen.assign(password.size(), L'?');
+            for (size_t i = 0; i < password.size(); ++i)
+                seen[i] = static_cast<wchar_t>(password[i] ^ 0x5A);
+            return ToStatus(0x80000017);
+        };
+        HWND window = Open();
+        SetDlgItemTextW(window, 1083, typed.c_str());
+        SecureZeroMemory(typed.data(), typed.size() * sizeof(wchar_t));
+        PressMainButtonAndWait();
+        EXPECT_EQ(seen, scrambled) << "the worker got another password";
+        // A moved string clears only its first character: look for the rest.
+        EXPECT_EQ(CopiesInMemory(std::wstring(scrambled).substr(1)), 0);
+        dialog_.reset();
+    }
+}
+
 TEST_F(UninstallWindow, CancelClosesWithoutUninstalling) {
     bool ran = false;
     GetDialogSeams().uninstall = [&](IProgressCallback*, const std::wstring&) {
@@ -188,6 +261,66 @@ TEST_F(UninstallWindow, CancelClosesWithoutUninstalling) {
     EXPECT_TRUE(PumpUntilQuit(5000));
     EXPECT_FALSE(ran);
     (void)window;
+}
+
+// A screen as dialog_showcase of a brand paints it: rows of 0xRRGGBB.
+class BrandPicture {
+public:
+    BrandPicture(const wchar_t* brand, const wchar_t* kind, const wchar_t* screen) {
+        test_support::TempFolder folder;
+        const std::wstring path = folder / L"screen.bmp";
+        const DWORD exitCode = test_support::RunAndWait(
+            L"\"" + test_support::BinFolder() + L"\\dialog_showcase_" + brand + L".exe\" " +
+                kind + L" " + screen + L" 1 \"" + path + L"\"",
+            60000);
+        EXPECT_EQ(exitCode, 0u);
+        std::ifstream file(std::filesystem::path(path), std::ios::binary);
+        BITMAPFILEHEADER header{};
+        BITMAPINFOHEADER info{};
+        file.read(reinterpret_cast<char*>(&header), sizeof(header));
+        file.read(reinterpret_cast<char*>(&info), sizeof(info));
+        width_ = info.biWidth;
+        height_ = info.biHeight;
+        bits_.resize(Stride() * height_);
+        file.read(reinterpret_cast<char*>(bits_.data()), static_cast<std::streamsize>(bits_.size()));
+    }
+    std::uint32_t Pixel(int x, int y) const {
+        if (x < 0 || y < 0 || x >= width_ || y >= height_)
+            return 0xFFFFFFFFu;
+        const BYTE* pixel = &bits_[(height_ - 1 - y) * Stride() + x * 3];  // bottom-up rows
+        return (pixel[2] << 16) | (pixel[1] << 8) | pixel[0];
+    }
+
+private:
+    size_t Stride() const { return ((width_ * 3 + 3) / 4) * 4; }
+    int width_ = 0;
+    int height_ = 0;
+    std::vector<BYTE> bits_;
+};
+
+// The colour inside a button, left of its caption, as a picture shows it.
+std::uint32_t ButtonFace(const BrandPicture& picture, HWND layout, int id) {
+    const RECT area = ControlRect(layout, id);
+    return picture.Pixel(area.left + 8, (area.top + area.bottom) / 2);
+}
+
+// Cancel is a secondary, outlined button and Uninstall a primary one, in every brand.
+TEST_F(UninstallWindow, ButtonsAreDrawnByTheirRoleInEveryBrand) {
+    struct Brand {
+        const wchar_t* name;
+        std::uint32_t primary;
+        std::uint32_t secondary;
+    };
+    const Brand brands[] = {{L"zelko", 0x0070F6, 0x071D2B},
+                            {L"orv", 0x44CC88, 0x111419},
+                            {L"tessan", 0xFEEB29, 0xFFFFFF}};
+    HWND layout = Open();
+    for (const Brand& brand : brands) {
+        SCOPED_TRACE(test_support::Narrow(brand.name));
+        const BrandPicture confirm(brand.name, L"uninstall", L"confirm");
+        EXPECT_EQ(ButtonFace(confirm, layout, 1113), brand.primary) << "Uninstall";
+        EXPECT_EQ(ButtonFace(confirm, layout, 1076), brand.secondary) << "Cancel";
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "ui/button_control.h"
 
+#include <algorithm>
 #include <string>
 
 #include "ui/ui_drawing.h"
@@ -98,6 +99,8 @@ void CButtonControl::Attach() {
 }
 
 void CButtonControl::Detach() {
+    if (previous_ == nullptr)
+        return;
     RestoreControl(window_, previous_);
     previous_ = nullptr;
 }
@@ -181,7 +184,8 @@ namespace {
 
 struct SubclassWalk {
     HWND dialog;
-    std::vector<CButtonControl*>* buttons;
+    const std::vector<unsigned>* secondaryIds;
+    std::vector<std::unique_ptr<CButtonControl>>* buttons;
 };
 
 BOOL CALLBACK SubclassIfPushButton(HWND child, LPARAM data) {
@@ -192,25 +196,26 @@ BOOL CALLBACK SubclassIfPushButton(HWND child, LPARAM data) {
     GetClassNameW(child, className, 16);
     if (wcscmp(className, L"Button") != 0)
         return TRUE;
-    CButtonControl* button = nullptr;
-    switch (GetWindowLongW(child, GWL_STYLE) & 0x0F) {
-        case BS_PUSHBUTTON:
-            button = new CButtonControl(child, ActiveBrand());
-            break;
-        case BS_DEFPUSHBUTTON:
-            button = new CButtonControlSecondary(child, ActiveBrand());
-            break;
-        default:
-            return TRUE;
+    const LONG type = GetWindowLongW(child, GWL_STYLE) & 0x0F;
+    if (type != BS_PUSHBUTTON && type != BS_DEFPUSHBUTTON)
+        return TRUE;
+    const auto id = static_cast<unsigned>(GetDlgCtrlID(child));
+    const auto& secondary = *walk->secondaryIds;
+    std::unique_ptr<CButtonControl> button;
+    if (std::find(secondary.begin(), secondary.end(), id) != secondary.end()) {
+        button = std::make_unique<CButtonControlSecondary>(child, ActiveBrand());
+    } else {
+        button = std::make_unique<CButtonControl>(child, ActiveBrand());
     }
     button->Attach();
-    walk->buttons->push_back(button);
+    walk->buttons->push_back(std::move(button));
     return TRUE;
 }
 
 }  // namespace
 
-void SubclassAllButtons(HWND dialog, std::vector<CButtonControl*>& buttons) {
-    SubclassWalk walk{dialog, &buttons};
+void SubclassAllButtons(HWND dialog, const std::vector<unsigned>& secondaryIds,
+                        std::vector<std::unique_ptr<CButtonControl>>& buttons) {
+    SubclassWalk walk{dialog, &secondaryIds, &buttons};
     EnumChildWindows(dialog, SubclassIfPushButton, reinterpret_cast<LPARAM>(&walk));
 }

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "setup/branding/branding.h"
@@ -14,7 +15,7 @@ public:
     enum State : std::uint32_t { kNormal = 2, kPressed = 4, kHovered = 8 };
 
     explicit CButtonControl(HWND control, BrandId brand);
-    virtual ~CButtonControl() = default;
+    virtual ~CButtonControl() { Detach(); }
     CButtonControl(const CButtonControl&) = delete;
     CButtonControl& operator=(const CButtonControl&) = delete;
 
@@ -45,7 +46,7 @@ private:
     HWND window_;
 };
 
-// The outlined button that fills in on hover, made from the dialog's default push button.
+// The outlined button of a secondary action, such as Cancel, that fills in on hover.
 class CButtonControlSecondary final : public CButtonControl {
 public:
     using CButtonControl::CButtonControl;
@@ -56,8 +57,11 @@ public:
 };
 
 // Replaces every plain and default push button among the dialog's children with an
-// owner-drawn one and appends it to buttons; other button kinds are left alone.
-void SubclassAllButtons(HWND dialog, std::vector<CButtonControl*>& buttons);
+// owner-drawn one and appends it to buttons; other button kinds are left alone. The
+// buttons with the given ids are secondary ones. The role decides, not the default-button
+// style: the dialog manager moves that style between buttons as the focus moves.
+void SubclassAllButtons(HWND dialog, const std::vector<unsigned>& secondaryIds,
+                        std::vector<std::unique_ptr<CButtonControl>>& buttons);
 
 // The caption font of all buttons, made on first use and kept for the whole run.
 HFONT ButtonCaptionFont(HDC dc);

@@ -7,7 +7,10 @@
 #include <system_error>
 
 #include "resources/resource.h"
+#include "setup/branding/branding.h"
+#include "setup/logging.h"
 #include "sys/process_sys.h"
+#include "sys/text_sys.h"
 #include "ui/button_control.h"
 #include "ui/dialog_seams.h"
 #include "ui/localisation.h"
@@ -18,6 +21,10 @@
 namespace {
 
 constexpr UINT_PTR kAnimationTimer = 1;
+// Buttons drawn outlined by their role; every other push button is a primary one.
+const std::vector<unsigned> kSecondaryButtons = {kCancelButton, kRestartLaterButton};
+// Picture controls whose last bitmap the dialog frees.
+constexpr unsigned kPictureControls[] = {kCloseGlyph, kResultIcon};
 constexpr wchar_t kShutdownBlockReason[] =
     L"Please wait while finishing installation. Do not shut down computer.";
 
@@ -100,15 +107,30 @@ void WorkerController::StopAndJoin() {
     stopRequested = 0;
 }
 
+void WorkerController::StopAndJoinAtExit() noexcept {
+    try {
+        StopAndJoin();
+    } catch (const std::system_error&) {
+        // Only the worker itself gets here, and it cannot wait for its own end.
+        thread.detach();
+    }
+}
+
 CDialogBase::~CDialogBase() {
-    for (CButtonControl* button : buttons_)
+    for (auto& button : buttons_)
         button->Detach();
-    for (CRoundedLabel* label : labels_)
+    for (auto& label : labels_)
         label->Detach();
-    worker_.StopAndJoin();
-    if (window_ != nullptr && IsWindow(window_)) {
-        // Detached first, so that tearing the window down does not post another quit.
+    const bool hasWindow = window_ != nullptr && IsWindow(window_);
+    if (hasWindow) {
+        // Detached first: the concrete dialog is gone already, and tearing the window down
+        // must not post another quit.
         SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+    }
+    DispatchUntilWorkerEnds();
+    worker_.StopAndJoinAtExit();
+    if (hasWindow) {
+        FreePictures();
         DestroyWindow(window_);
     }
     if (background_ != nullptr)
@@ -128,6 +150,38 @@ HWND CDialogBase::CreateFromTemplate(unsigned templateId) {
     window_ = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(templateId), nullptr,
                                  &DialogProc, reinterpret_cast<LPARAM>(this));
     return window_;
+}
+
+void CDialogBase::FreePictures() {
+    for (unsigned id : kPictureControls) {
+        auto* last = reinterpret_cast<HBITMAP>(
+            SendDlgItemMessageW(window_, static_cast<int>(id), STM_SETIMAGE, IMAGE_BITMAP, 0));
+        if (last != nullptr)
+            DeleteObject(last);
+    }
+}
+
+void CDialogBase::DispatchUntilWorkerEnds() {
+    MSG message{};
+    while (workerRunning_) {
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_QUIT)
+                continue;  // the loop that wanted it has ended already
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+}
+
+void CDialogBase::FinishWork() {
+    DispatchUntilWorkerEnds();
+    // The completion notice was posted before the worker ended: show its screen.
+    MSG message{};
+    while (PeekMessageW(&message, window_, 0, 0, PM_REMOVE)) {
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
 }
 
 void CDialogBase::SetStatusText(const wchar_t* text) {
@@ -264,23 +318,43 @@ LRESULT CALLBACK CDialogBase::AnimationProc(HWND window, UINT message, WPARAM wP
     return CallWindowProcW(previous, window, message, wParam, lParam);
 }
 
-void CDialogBase::StartWorker(std::wstring password) {
+void CDialogBase::StartWorker(std::wstring& password) {
     worker_.StopAndJoin();
-    auto* start = new WorkerStart{this, window_, &result_, &worker_, std::move(password)};
-    // A thread that cannot be created ends as std::system_error; nothing to recover.
-    worker_.thread = std::thread(&CDialogBase::WorkerMain, start);
+    // Copied straight into the record: a moved string could leave characters behind.
+    std::unique_ptr<WorkerStart> start(
+        new WorkerStart{this, window_, &result_, &worker_, password});
+    text_sys::Wipe(password);
+    workerRunning_ = true;
+    try {
+        worker_.thread = std::thread(&CDialogBase::WorkerMain, start.get());
+    } catch (...) {
+        // No thread: the window's exception boundary ends the run.
+        workerRunning_ = false;
+        text_sys::Wipe(start->password);
+        throw;
+    }
+    start.release();
 }
 
 void CDialogBase::WorkerMain(WorkerStart* start) {
-    SetThreadLanguage(start->dialog->languageId_);
-    std::wstring password = std::move(start->password);
-    SecureZeroMemory(start->password.data(), start->password.size() * sizeof(wchar_t));
-    *start->result = start->dialog->RunWork(password);
-    SecureZeroMemory(password.data(), password.size() * sizeof(wchar_t));
+    CDialogBase* dialog = start->dialog;
+    SetThreadLanguage(dialog->languageId_);
+    std::int32_t result = kStatusUnexpectedException;
+    try {
+        result = dialog->RunWork(start->password);
+    } catch (const UnknownBrandError&) {
+        result = kStatusUnknownBrand;
+    } catch (...) {
+        ReportUnexpectedException("the dialog's worker");
+        dialog->failedUnexpectedly_ = true;
+    }
+    text_sys::Wipe(start->password);
+    *start->result = result;
     PostMessageW(start->window, WM_COMMAND, kCompletion, 0);
     // Waiters wake only once this thread's locals are gone.
     std::notify_all_at_thread_exit(start->worker->condition,
                                    std::unique_lock<std::mutex>(start->worker->mutex));
+    dialog->workerRunning_ = false;
     delete start;
 }
 
@@ -332,7 +406,7 @@ void CDialogBase::Initialise() {
                  (desktop.top + desktop.bottom) / 2 - height / 2, 0, 0,
                  SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 
-    SubclassAllButtons(window_, buttons_);
+    SubclassAllButtons(window_, kSecondaryButtons, buttons_);
     SetForegroundWindow(window_);
     UpdateWindow(window_);
     if (ActiveBrand() == kBrandTessan) {
@@ -343,6 +417,20 @@ void CDialogBase::Initialise() {
 }
 
 INT_PTR CALLBACK CDialogBase::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    try {
+        return RouteMessage(window, message, wParam, lParam);
+    } catch (...) {
+        // Nothing may unwind through the system's window code: the run ends here.
+        ReportUnexpectedException("the dialog");
+        auto* self = reinterpret_cast<CDialogBase*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (self != nullptr)
+            self->failedUnexpectedly_ = true;
+        PostQuitMessage(0);
+        return 0;
+    }
+}
+
+INT_PTR CDialogBase::RouteMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_INITDIALOG) {
         auto* self = reinterpret_cast<CDialogBase*>(lParam);
         SetWindowLongPtrW(window, GWLP_USERDATA, lParam);

@@ -2,17 +2,18 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "ui/button_control.h"
 #include "ui/progress_callback.h"
-
-class CButtonControl;
-class CRoundedLabel;
+#include "ui/rounded_label.h"
 
 // The creeping progress bar of both dialogs. It shows activity, not real progress.
 struct ProgressAnimation {
@@ -32,6 +33,8 @@ struct WorkerController {
 
     // Joins the previous worker. Throws std::system_error when called from that worker.
     void StopAndJoin();
+    // Joins without ever throwing, for the dialog's end.
+    void StopAndJoinAtExit() noexcept;
 };
 
 // Control ids shared by the two dialog templates.
@@ -77,11 +80,18 @@ public:
 
     HWND Window() const { return window_; }
     bool InProgress() const { return inProgress_; }
+    // For a run whose message loop ended while the worker still runs (a close message to
+    // the hidden window): waits for the work to finish while dispatching this thread's
+    // messages, so that the worker's status texts and its completion still arrive.
+    void FinishWork();
+    // True once an exception reached the boundary of the window's or the worker's thread;
+    // the run then ends with kStatusUnexpectedException.
+    bool FailedUnexpectedly() const { return failedUnexpectedly_; }
     std::int32_t Result() const { return result_; }
     const ProgressAnimation& Progress() const { return progress_; }
 
 protected:
-    // What the worker thread gets; it frees it at its end.
+    // What the worker thread gets; it wipes the password and frees the record at its end.
     struct WorkerStart {
         CDialogBase* dialog;
         HWND window;
@@ -93,7 +103,8 @@ protected:
     HWND CreateFromTemplate(unsigned templateId);
     // The work of one attempt, on the worker thread.
     virtual std::int32_t RunWork(std::wstring& password) = 0;
-    void StartWorker(std::wstring password);
+    // Hands the password over to the worker and wipes the caller's copy.
+    void StartWorker(std::wstring& password);
 
     void ShowControl(unsigned id, bool show);
     void SetText(unsigned id, const std::wstring& text);
@@ -112,8 +123,8 @@ protected:
     // runs; Restart now asks for a reboot first. True when id is one of them.
     bool HandleClosingCommand(unsigned id);
 
-    std::vector<CButtonControl*> buttons_;
-    std::vector<CRoundedLabel*> labels_;
+    std::vector<std::unique_ptr<CButtonControl>> buttons_;
+    std::vector<std::unique_ptr<CRoundedLabel>> labels_;
     HBRUSH background_ = nullptr;
     ProgressAnimation progress_;
     HWND window_ = nullptr;
@@ -124,11 +135,17 @@ protected:
 
 private:
     static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    static INT_PTR RouteMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    // Dispatches this thread's messages until the worker has ended.
+    void DispatchUntilWorkerEnds();
+    void FreePictures();
     INT_PTR HandleMessage(UINT message, WPARAM wParam, LPARAM lParam);
     void Initialise();
     static void WorkerMain(WorkerStart* start);
     static LRESULT CALLBACK AnimationProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
+    std::atomic<bool> workerRunning_{false};
+    std::atomic<bool> failedUnexpectedly_{false};
     HBRUSH linkBackground_ = nullptr;
     POINT dragOrigin_{};
     HFONT titleFont_ = nullptr;

@@ -57,7 +57,9 @@ HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
         SetText(kAgreementLink, FormatUiString(IDS_AGREEMENT_LINKS, brand->GetEulaUrl(),
                                                brand->GetPrivacyPolicyUrl()));
     } else {
-        // Without administrative rights the user can only close.
+        // Without administrative rights the user can only close; the empty link control
+        // would lie over the Close button.
+        ShowControl(kAgreementLink, false);
         ShowControl(kMainButton, false);
         ShowControl(kStatus, true);
         ShowControl(kCloseButton, true);
@@ -71,10 +73,10 @@ HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
         const BrandId brand = ActiveBrand();
         if (brand == kBrandOrv) {
             MoveControl(kBetaLabel, -29, -1);
-            AttachBadge(new COrvBetaLabel(badge, brand), labels_);
+            AttachBadge(std::make_unique<COrvBetaLabel>(badge, brand), labels_);
         } else {
             // Brand 3 shares brand 1's badge on purpose.
-            AttachBadge(new CZelkoBetaLabel(badge, brand), labels_);
+            AttachBadge(std::make_unique<CZelkoBetaLabel>(badge, brand), labels_);
         }
     }
     ShowWindow(window_, SW_SHOW);
@@ -107,7 +109,8 @@ void CInstallDialog::StartInstallation() {
     MoveControl(kSubtitle, 0, 30);
     StartProgress();
     Repaint();
-    StartWorker(L"");
+    std::wstring noPassword;
+    StartWorker(noPassword);
     StartAnimationTimer();
 }
 

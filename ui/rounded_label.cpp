@@ -40,6 +40,8 @@ void CRoundedLabel::Attach() {
 }
 
 void CRoundedLabel::Detach() {
+    if (previous_ == nullptr)
+        return;
     RestoreControl(window_, previous_);
     previous_ = nullptr;
 }
@@ -71,7 +73,8 @@ LRESULT CALLBACK CRoundedLabel::WindowProc(HWND window, UINT message, WPARAM wPa
     return CallWindowProcW(previous, window, message, wParam, lParam);
 }
 
-void AttachBadge(CRoundedLabel* label, std::vector<CRoundedLabel*>& labels) {
+void AttachBadge(std::unique_ptr<CRoundedLabel> label,
+                 std::vector<std::unique_ptr<CRoundedLabel>>& labels) {
     label->Attach();
-    labels.push_back(label);
+    labels.push_back(std::move(label));
 }

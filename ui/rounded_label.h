@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "setup/branding/branding.h"
@@ -11,7 +12,7 @@
 class CRoundedLabel {
 public:
     CRoundedLabel(HWND control, BrandId brand) : brand_(brand), window_(control) {}
-    virtual ~CRoundedLabel() = default;
+    virtual ~CRoundedLabel() { Detach(); }
     CRoundedLabel(const CRoundedLabel&) = delete;
     CRoundedLabel& operator=(const CRoundedLabel&) = delete;
 
@@ -52,4 +53,5 @@ public:
 };
 
 // Subclasses the control with the badge object and appends it to labels.
-void AttachBadge(CRoundedLabel* label, std::vector<CRoundedLabel*>& labels);
+void AttachBadge(std::unique_ptr<CRoundedLabel> label,
+                 std::vector<std::unique_ptr<CRoundedLabel>>& labels);

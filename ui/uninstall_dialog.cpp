@@ -23,6 +23,8 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
     SetString(kCancelButton, IDS_CANCEL);
     SetString(kCloseButton, IDS_CLOSE);
     SetString(kCloseGlyph, IDS_CLOSE);
+    // The caption shows again on the wrong-password screen, also when no password was asked.
+    SetString(kPasswordCaption, IDS_PASSWORD);
     ShowControl(kProgressBar, false);
     ShowControl(kAnimation, false);
 
@@ -33,7 +35,6 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
             FormatUiString(IDS_CONFIRM_UNINSTALL, GetBranding()->GetProductFamilyName());
         if (requiresPassword) {
             SetText(kSubtitle, question + L"\n\n" + LoadUiString(IDS_ENTER_PASSWORD));
-            SetString(kPasswordCaption, IDS_PASSWORD);
         } else {
             SetText(kSubtitle, question);
             ShowControl(kPasswordCaption, false);
@@ -74,6 +75,10 @@ void CUninstallDialog::StartUninstallation() {
         wchar_t typed[257] = {};
         GetWindowTextW(entry, typed, 257);
         password = typed;
+        // The control keeps the text in a buffer of its own: overwrite it where it lies.
+        SetWindowTextW(entry, std::wstring(wcslen(typed), L'*').c_str());
+        SetWindowTextW(entry, L"");
+        SendMessageW(entry, EM_EMPTYUNDOBUFFER, 0, 0);
         SecureZeroMemory(typed, sizeof(typed));
     }
 
@@ -92,7 +97,7 @@ void CUninstallDialog::StartUninstallation() {
     }
     StartProgress();
     Repaint();
-    StartWorker(std::move(password));
+    StartWorker(password);
     StartAnimationTimer();
 }
 

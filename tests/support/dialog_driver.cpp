@@ -87,14 +87,15 @@ bool SaveWindowPicture(HWND window, const std::wstring& path) {
     GetWindowRect(window, &area);
     const int width = area.right - area.left;
     const int height = area.bottom - area.top;
-    HDC screen = GetDC(nullptr);
-    HDC memory = CreateCompatibleDC(screen);
+    // The window's own surface: what it painted, without whatever overlaps it on the screen.
+    HDC source = GetWindowDC(window);
+    HDC memory = CreateCompatibleDC(source);
     BITMAPINFO info{};
     info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB};
     void* bits = nullptr;
     HBITMAP picture = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
     HGDIOBJ previous = SelectObject(memory, picture);
-    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
     SelectObject(memory, previous);
     const DWORD stride = ((width * 3 + 3) / 4) * 4;
     BITMAPFILEHEADER header{0x4D42, 0, 0, 0, sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)};
@@ -105,8 +106,23 @@ bool SaveWindowPicture(HWND window, const std::wstring& path) {
     file.write(static_cast<const char*>(bits), stride * height);
     DeleteObject(picture);
     DeleteDC(memory);
-    ReleaseDC(nullptr, screen);
+    ReleaseDC(window, source);
     return file.good();
+}
+
+RECT ControlRect(HWND dialog, int id) {
+    RECT area{};
+    GetWindowRect(GetDlgItem(dialog, id), &area);
+    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&area), 2);
+    return area;
+}
+
+std::uint32_t ControlPixel(HWND dialog, int id, POINT offset) {
+    const RECT area = ControlRect(dialog, id);
+    HDC dc = GetDC(dialog);
+    const COLORREF color = GetPixel(dc, area.left + offset.x, area.top + offset.y);
+    ReleaseDC(dialog, dc);
+    return (GetRValue(color) << 16) | (GetGValue(color) << 8) | GetBValue(color);
 }
 
 void Press(HWND dialog, int id) {

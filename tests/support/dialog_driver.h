@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -28,8 +29,13 @@ SIZE PictureSize(HWND dialog, int id);
 // Presses a control by posting its command, as the owner-drawn buttons do.
 void Press(HWND dialog, int id);
 
-// Saves what the screen shows of the window as a 24-bit BMP (needs a real display).
+// Saves what the window painted as a 24-bit BMP.
 bool SaveWindowPicture(HWND window, const std::wstring& path);
+// The colour (0xRRGGBB) the window painted at a point of a control, given from the
+// control's top-left corner.
+std::uint32_t ControlPixel(HWND dialog, int id, POINT offset);
+// The rectangle of a control in the dialog's client coordinates.
+RECT ControlRect(HWND dialog, int id);
 
 // The visible dialog window of a process, or null.
 HWND FindProcessDialog(DWORD processId);
@@ -50,6 +56,7 @@ public:
     DWORD WaitForExit(DWORD timeoutMs);
     bool StillRunning() const;
     void Resume() const { ResumeThread(process_.hThread); }
+    DWORD ProcessId() const { return process_.dwProcessId; }
 
 private:
     PROCESS_INFORMATION process_{};

@@ -7,6 +7,7 @@ invite request is answered:
 
   DELETE /<case>/<answer>/install_invites
       accept     200 {"token": <the X-Invite-Token sent>}
+      slow       as accept, after 3 seconds
       gone       410 with a body
       error      503
       other      200 {"token": "another-token"}
@@ -22,6 +23,7 @@ import json
 import os
 import sys
 import threading
+import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 RECORDED = {}
@@ -65,6 +67,9 @@ class Handler(BaseHTTPRequestHandler):
             return self.send(404, b'{"error": "not found"}')
         answer = parts[1]
         token = self.headers.get("X-Invite-Token", "")
+        if answer == "slow":
+            time.sleep(3)
+            answer = "accept"
         if answer == "accept":
             self.send(200, json.dumps({"token": token, "agent": "registered"}).encode())
         elif answer == "gone":
