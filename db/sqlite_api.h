@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "setup/runtime/library_loader.h"
+#include "sys/library_loader.h"
 
 // The SQLite functions this program uses, bound at run time from "sqlite3.dll" beside the
 // running executable.

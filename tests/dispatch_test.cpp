@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "setup/entry.h"
+#include "app/entry.h"
 #include "sys/process_sys.h"
 #include "tests/support/fake_setup2.h"
 #include "tests/support/dialog_driver.h"

@@ -38,8 +38,8 @@ protected:
 
     // Presses Install and waits for the completion notice.
     void InstallWith(Status result) {
-        GetDialogSeams().install = [result](IProgressCallback* progress) {
-            progress->SetStatusText(L"Copying files...");
+        GetDialogSeams().install = [result](IProgress* progress) {
+            progress->Report(Stage::kCopyingFiles);
             return result;
         };
         Open();
@@ -48,8 +48,8 @@ protected:
 
     // An installation that runs until release is set.
     static void BlockInstallationUntil(HANDLE release) {
-        GetDialogSeams().install = [release](IProgressCallback* progress) {
-            progress->SetStatusText(L"Copying files...");
+        GetDialogSeams().install = [release](IProgress* progress) {
+            progress->Report(Stage::kCopyingFiles);
             WaitForSingleObject(release, 30000);
             return 0;
         };
@@ -167,7 +167,7 @@ TEST_F(InstallWindow, ResultScreens) {
 
 // What escapes the engine ends its run as a failure the window shows, not the process.
 TEST_F(InstallWindow, AnExceptionInTheWorkerBecomesAFailure) {
-    GetDialogSeams().install = [](IProgressCallback*) -> Status {
+    GetDialogSeams().install = [](IProgress*) -> Status {
         throw std::runtime_error("lost");
     };
     Open();

@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "setup/language.h"
 #include "setup/runtime/runtime_settings.h"
 #include "ui/localisation.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "setup/logging.h"
-#include "setup/runtime/library_loader.h"
+#include "sys/library_loader.h"
 #include "setup/runtime/runtime_bridge.h"
 #include "setup/runtime/runtime_settings.h"
 #include "tests/support/test_support.h"

@@ -30,8 +30,8 @@ protected:
     void Uninstall() { PressMainButtonAndWait(); }
 
     void UninstallWith(Status result) {
-        GetDialogSeams().uninstall = [result](IProgressCallback* progress, const std::wstring&) {
-            progress->SetStatusText(L"Removing files...");
+        GetDialogSeams().uninstall = [result](IProgress* progress, const std::wstring&) {
+            progress->Report(Stage::kRemovingFiles);
             return result;
         };
         Open();
@@ -187,7 +187,7 @@ TEST_F(UninstallWindow, NotPermitted) {
 TEST_F(UninstallWindow, PasswordCaptionIsInTheWindowsLanguage) {
     constexpr std::uint32_t kGerman = 11;
     SetThreadLanguage(kGerman);
-    GetDialogSeams().uninstall = [](IProgressCallback*, const std::wstring&) {
+    GetDialogSeams().uninstall = [](IProgress*, const std::wstring&) {
         return ToStatus(0x80000017);
     };
     dialog_ = std::make_unique<CUninstallDialog>();
@@ -233,7 +233,7 @@ TEST_F(UninstallWindow, NoCopyOfThePasswordOutlivesTheAttempt) {
         for (const wchar_t* c = scrambled; *c != 0; ++c)
             typed += static_cast<wchar_t>(*c ^ 0x5A);
         std::wstring seen;
-        GetDialogSeams().uninstall = [&](IProgressCallback*, const std::wstring& password) {
+        GetDialogSeams().uninstall = [&](IProgress*, const std::wstring& password) {
             seen.assign(password.size(), L'?');
             for (size_t i = 0; i < password.size(); ++i)
                 seen[i] = static_cast<wchar_t>(password[i] ^ 0x5A);
@@ -252,7 +252,7 @@ TEST_F(UninstallWindow, NoCopyOfThePasswordOutlivesTheAttempt) {
 
 TEST_F(UninstallWindow, CancelClosesWithoutUninstalling) {
     bool ran = false;
-    GetDialogSeams().uninstall = [&](IProgressCallback*, const std::wstring&) {
+    GetDialogSeams().uninstall = [&](IProgress*, const std::wstring&) {
         ran = true;
         return 0;
     };

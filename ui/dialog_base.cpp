@@ -23,6 +23,29 @@ namespace {
 constexpr UINT_PTR kAnimationTimer = 1;
 // Buttons drawn outlined by their role; every other push button is a primary one.
 const std::vector<unsigned> kSecondaryButtons = {kCancelButton, kRestartLaterButton};
+// The status line's text of each stage the sequences report.
+unsigned StageText(Stage stage) {
+    switch (stage) {
+        case Stage::kInitialising:
+            return IDS_INITIALISING;
+        case Stage::kStoppingServices:
+            return IDS_STOPPING_SERVICES;
+        case Stage::kDownloadingPolicy:
+            return IDS_DOWNLOADING_POLICY;
+        case Stage::kInstallingNetFramework:
+            return IDS_INSTALLING_NET_FRAMEWORK;
+        case Stage::kCopyingFiles:
+            return IDS_COPYING_FILES;
+        case Stage::kInstallingAgent:
+            return IDS_INSTALLING_AGENT;
+        case Stage::kRollingBack:
+            return IDS_ROLLING_BACK;
+        case Stage::kRemovingFiles:
+            return IDS_REMOVING_FILES;
+    }
+    return IDS_INITIALISING;
+}
+
 // Picture controls whose last bitmap the dialog frees.
 constexpr unsigned kPictureControls[] = {kCloseGlyph, kResultIcon};
 constexpr wchar_t kShutdownBlockReason[] =
@@ -182,6 +205,10 @@ void CDialogBase::FinishWork() {
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
+}
+
+void CDialogBase::Report(Stage stage) {
+    SetStatusText(LoadUiString(StageText(stage)).c_str());
 }
 
 void CDialogBase::SetStatusText(const wchar_t* text) {

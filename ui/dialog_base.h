@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "setup/progress.h"
 #include "ui/button_control.h"
-#include "ui/progress_callback.h"
 #include "ui/rounded_label.h"
 
 // The creeping progress bar of both dialogs. It shows activity, not real progress.
@@ -63,7 +63,7 @@ enum DialogControl : unsigned {
 
 // What the install and uninstall windows share: the brand skin, caption dragging, the
 // owner-drawn buttons, the progress animation and the worker thread.
-class CDialogBase : public IProgressCallback {
+class CDialogBase : public IProgress {
 public:
     CDialogBase() = default;
     CDialogBase(const CDialogBase&) = delete;
@@ -75,8 +75,9 @@ public:
     // A command from a control, or the worker's completion notice (kCompletion).
     virtual void OnCommand(HWND dialog, unsigned id) = 0;
 
-    // Called by the worker thread.
-    void SetStatusText(const wchar_t* text) override;
+    // Called by the worker thread: the stage's text in the status line.
+    void Report(Stage stage) override;
+    void SetStatusText(const wchar_t* text);
 
     HWND Window() const { return window_; }
     bool InProgress() const { return inProgress_; }

@@ -6,6 +6,7 @@
 #include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
+#include "setup/language.h"
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
 #include "ui/dialog_seams.h"

@@ -6,39 +6,15 @@
 #include <algorithm>
 #include <vector>
 
-#include "setup/runtime/runtime_settings.h"
-#include "sys/process_sys.h"
+#include "setup/language.h"
 
 namespace {
 
-struct Language {
-    std::uint32_t number;
-    const wchar_t* localeName;
-    std::uint16_t identifier;
-};
-
-// The gaps in the numbering are the installer's own and are kept.
-constexpr Language kLanguages[] = {
-    {1, L"en-US", 0x0409},  {3, L"it-IT", 0x0410},  {4, L"cs-CZ", 0x0405},  {6, L"ru-RU", 0x0419},
-    {11, L"de-DE", 0x0407}, {12, L"es-MX", 0x080A}, {14, L"pt-BR", 0x0416}, {19, L"ja-JP", 0x0411},
-    {31, L"nb-NO", 0x0414}, {32, L"fr-FR", 0x040C},
-};
-
-constexpr wchar_t kLanguageKey[] = L"runtime://agent/LangCode";
 constexpr size_t kStringBuffer = 260;
 
 // The language SetThreadLanguage gave this thread; the system's own record of thread UI
 // languages is not readable everywhere.
 thread_local LANGID t_threadLanguage = 0;
-
-const Language* Find(std::uint32_t number) {
-    for (const Language& language : kLanguages) {
-        if (language.number == number) {
-            return &language;
-        }
-    }
-    return nullptr;
-}
 
 // String id in exactly this resource language, if the table has it.
 bool FindString(HMODULE module, unsigned id, LANGID language, std::wstring& text) {
@@ -85,18 +61,8 @@ std::vector<LANGID> PreferredLanguages() {
 
 }  // namespace
 
-std::uint16_t LanguageIdentifier(std::uint32_t number) {
-    const Language* language = Find(number);
-    return language != nullptr ? language->identifier : 0;
-}
-
-const wchar_t* LocaleName(std::uint32_t number) {
-    const Language* language = Find(number);
-    return language != nullptr ? language->localeName : nullptr;
-}
-
 void SetThreadLanguage(std::uint32_t number) {
-    const Language* language = number >= 1 && number <= 32 ? Find(number) : nullptr;
+    const Language* language = number >= 1 && number <= 32 ? FindLanguage(number) : nullptr;
     if (language == nullptr) {
         return;
     }
@@ -135,31 +101,4 @@ std::wstring FormatUiString(unsigned id, const wchar_t* first, const wchar_t* se
     wchar_t text[512] = {};
     wnsprintfW(text, 512, LoadUiString(id).c_str(), first, second);
     return text;
-}
-
-Status StoreAgentLanguage(std::uint32_t number) {
-    return StoreAgentLanguage(number, process_sys::IsRunningAsLocalSystem());
-}
-
-Status StoreAgentLanguage(std::uint32_t number, bool runsAsSystem) {
-    std::uint32_t identifier = 0;
-    if (number != 0) {
-        identifier = LanguageIdentifier(number);
-    } else if (runsAsSystem) {
-        // A silent run without a language never overwrites the agent's language.
-        std::uint32_t existing = 0;
-        Status read = ReadRuntimeNumber(kLanguageKey, existing);
-        if (!Failed(read)) {
-            return kStatusOk;
-        }
-        if (read == kStatusNotFound) {
-            identifier = GetSystemDefaultLCID();
-        }
-    } else {
-        identifier = GetUserDefaultUILanguage();
-    }
-    if (identifier == 0) {
-        return kStatusOk;
-    }
-    return WriteRuntimeNumber(kLanguageKey, identifier);
 }

@@ -3,12 +3,6 @@
 #include <cstdint>
 #include <string>
 
-#include "sys/status.h"
-
-// The installer's language numbers and the Windows languages they stand for.
-std::uint16_t LanguageIdentifier(std::uint32_t number);
-const wchar_t* LocaleName(std::uint32_t number);
-
 // Applies the installer's language number to the calling thread's UI languages; numbers
 // without an entry leave the thread as it is.
 void SetThreadLanguage(std::uint32_t number);
@@ -18,8 +12,3 @@ std::wstring LoadUiString(unsigned id);
 
 // A string of the tables with its "%s" placeholders filled, at most 511 characters.
 std::wstring FormatUiString(unsigned id, const wchar_t* first, const wchar_t* second = nullptr);
-
-// Records the agent's language for the installer's language number.
-Status StoreAgentLanguage(std::uint32_t number);
-// The same, told whether the process runs as the system account.
-Status StoreAgentLanguage(std::uint32_t number, bool runsAsSystem);

@@ -18,8 +18,6 @@
 #include "sys/registry_sys.h"
 #include "sys/service_sys.h"
 #include "sys/text_sys.h"
-#include "ui/localisation.h"
-#include "ui/progress_callback.h"
 
 namespace {
 
@@ -101,9 +99,9 @@ AgentInstaller::~AgentInstaller() {
     session_.manager.Reset();
 }
 
-void AgentInstaller::Progress(unsigned stringId) {
+void AgentInstaller::Progress(Stage stage) {
     if (progress_ != nullptr) {
-        progress_->SetStatusText(LoadUiString(stringId).c_str());
+        progress_->Report(stage);
     }
 }
 
@@ -177,7 +175,7 @@ Status AgentInstaller::EarlyFailure(Status status) {
 Status AgentInstaller::Rollback(Status status) {
     const CAgentBranding& brand = *GetBranding();
     LOG_ERROR(kInstall, L"error during installation, performing rollback", status);
-    Progress(225);
+    Progress(Stage::kRollingBack);
     if (protectionRequested_) {
         // The self-protection hand-over only logs for now.
         LOG_INFO(kInstall, L"self-protection asked again to protect the agent's folders");
@@ -373,7 +371,7 @@ void AgentInstaller::RemoveFormerConsoleAutostart() {
     registry_sys::DeleteRegistryValue(registry_sys::kLocalMachine, kRunKey, kFormerConsole);
 }
 
-Status AgentInstaller::Install(IProgressCallback* progress) {
+Status AgentInstaller::Install(IProgress* progress) {
     const char* what = "not a standard exception";
     try {
         return RunInstall(progress);
@@ -389,20 +387,20 @@ Status AgentInstaller::Install(IProgressCallback* progress) {
                           : EarlyFailure(kStatusUnexpectedException);
 }
 
-Status AgentInstaller::RunInstall(IProgressCallback* progress) {
+Status AgentInstaller::RunInstall(IProgress* progress) {
     progress_ = progress;
     const CAgentBranding& brand = *GetBranding();
     const SetupSettings& settings = GetSetupSettings();
     const std::wstring serviceName = brand.GetServiceName();
 
     NoteMissingRuntimeKeys();
-    Progress(211);
+    Progress(Stage::kStoppingServices);
     RestartTaskSchedulerServiceIfNeeded();
     Status status = StopServiceAndWait(serviceName);
     if (Failed(status)) {
         return status;
     }
-    Progress(222);
+    Progress(Stage::kInitialising);
 
     CObjectSmPtr<CRuntimeSettings> host(new CRuntimeSettings());
     status = StartRuntime(loader_, settings, host.Get(), session_);
@@ -432,7 +430,7 @@ Status AgentInstaller::RunInstall(IProgressCallback* progress) {
     // Self-protection is asked to trust this process; it can only be logged here.
     LOG_INFO(kInstall, L"self-protection hand-over requested");
 
-    Progress(210);
+    Progress(Stage::kDownloadingPolicy);
     status = WriteAgentConfig();
     if (Failed(status)) {
         return EarlyFailure(status);
@@ -498,7 +496,7 @@ Status AgentInstaller::RunInstall(IProgressCallback* progress) {
     // From here on every failure is rolled back.
     rollbackArmed_ = true;
     if (!IsNetFrameworkInstalled()) {
-        Progress(353);
+        Progress(Stage::kInstallingNetFramework);
         status = InstallMissingNetFrameworkInstaller();
         if (status == kStatusPendingRestart) {
             restartNeededCount_ = 1;
@@ -508,7 +506,7 @@ Status AgentInstaller::RunInstall(IProgressCallback* progress) {
         }
     }
 
-    Progress(212);
+    Progress(Stage::kCopyingFiles);
     status = Fault("copy");
     if (!Failed(status)) {
         status = CopyAllFiles(SetupFolder(), programFolder_,
@@ -543,7 +541,7 @@ Status AgentInstaller::RunInstall(IProgressCallback* progress) {
         return Rollback(status);
     }
     _wremove(stagedConfig.c_str());
-    Progress(213);
+    Progress(Stage::kInstallingAgent);
 
     WriteRuntimeNumber(L"runtime://common/debug", settings.debug ? 1 : 0);
     if (!settings.avc.empty()) {

@@ -7,11 +7,10 @@
 #include <vector>
 
 #include "setup/logging.h"
-#include "setup/runtime/library_loader.h"
+#include "setup/progress.h"
 #include "setup/runtime/runtime_bridge.h"
+#include "sys/library_loader.h"
 #include "sys/status.h"
-
-class IProgressCallback;
 
 constexpr Status kStatusStillMissing = ToStatus(0x80000014);
 constexpr Status kStatusDownloadUnavailable = ToStatus(0x8000000A);
@@ -46,7 +45,7 @@ public:
     std::wstring ComponentName() const override { return L"Installer"; }
 
     // Runs the whole installation; progress may be null (silent run).
-    Status Install(IProgressCallback* progress);
+    Status Install(IProgress* progress);
 
     Status CopyAllFiles(const std::wstring& source, const std::wstring& destination,
                         const std::vector<std::wstring>& excluded);
@@ -73,11 +72,11 @@ private:
         std::wstring description;
     };
 
-    void Progress(unsigned stringId);
+    void Progress(Stage stage);
     Status Fault(const char* step) const;
     Status DownloadInstallerWithErr(const std::wstring& url, std::wstring& path);
     bool AgentFilesPendingRemoval();
-    Status RunInstall(IProgressCallback* progress);
+    Status RunInstall(IProgress* progress);
     Status EarlyFailure(Status status);
     Status Rollback(Status status);
     void RestoreConfig();
@@ -92,7 +91,7 @@ private:
     void SaveServiceRegistration();
 
     InstallerEnvironment environment_;
-    IProgressCallback* progress_ = nullptr;
+    IProgress* progress_ = nullptr;
     CLibraryLoader loader_;
     RuntimeSession session_;
     std::uint32_t restartNeededCount_ = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "setup/runtime/library_loader.h"
+#include "sys/library_loader.h"
 #include "setup/runtime/runtime_interfaces.h"
 #include "setup/setup_settings.h"
 

@@ -15,8 +15,7 @@
 #include "sys/registry_sys.h"
 #include "sys/service_sys.h"
 #include "sys/text_sys.h"
-#include "ui/localisation.h"
-#include "ui/progress_callback.h"
+#include "setup/progress.h"
 
 namespace {
 
@@ -34,9 +33,9 @@ bool IsInside(const std::wstring& path, const std::wstring& folder) {
     return lowered.compare(0, prefix.size(), prefix) == 0;
 }
 
-void Show(IProgressCallback* progress, unsigned id) {
+void Show(IProgress* progress, Stage stage) {
     if (progress != nullptr) {
-        progress->SetStatusText(LoadUiString(id).c_str());
+        progress->Report(stage);
     }
 }
 
@@ -89,9 +88,9 @@ void RemoveKey(UninstallLog& log, const std::wstring& key, bool recursive) {
 
 // Everything from the deletion of the service on: removes what it can, reports the first
 // failure by folder.
-Status RemoveAgent(UninstallLog& log, IProgressCallback* progress, const CAgentBranding& brand,
+Status RemoveAgent(UninstallLog& log, IProgress* progress, const CAgentBranding& brand,
                    const std::wstring& programFolder) {
-    Show(progress, 215);
+    Show(progress, Stage::kRemovingFiles);
     log.LOG_INFO(kUninstall, L"Removing files...");
     const std::wstring dataFolder =
         file_sys::GetCommonAppDataFolder() + L"\\" + brand.GetProgramSubfolder();
@@ -190,10 +189,10 @@ Status RunFarewell(UninstallLog& log, const std::wstring& programFolder,
     return kStatusFarewellFailed;
 }
 
-Status Uninstall(UninstallLog& log, IProgressCallback* progress, const std::wstring& password) {
+Status Uninstall(UninstallLog& log, IProgress* progress, const std::wstring& password) {
     const CAgentBranding& brand = *GetBranding();
     log.LOG_INFO(kUninstall, L"Uninstallation was started");
-    Show(progress, 211);
+    Show(progress, Stage::kStoppingServices);
     std::wstring programFiles;
     Status status = file_sys::GetProgramFilesFolder(false, programFiles);
     if (Failed(status)) {
@@ -214,7 +213,7 @@ Status Uninstall(UninstallLog& log, IProgressCallback* progress, const std::wstr
         return status;
     }
     StopAgent(log, service);
-    Show(progress, 222);
+    Show(progress, Stage::kInitialising);
 
     status = RunFarewell(log, programFolder, password);
     if (!Failed(status)) {
@@ -251,7 +250,7 @@ std::wstring FarewellArguments(const std::wstring& password) {
     return arguments;
 }
 
-Status UninstallAgent(IProgressCallback* progress, const std::wstring& password) {
+Status UninstallAgent(IProgress* progress, const std::wstring& password) {
     UninstallLog log;
     try {
         return Uninstall(log, progress, password);

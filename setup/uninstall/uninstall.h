@@ -4,7 +4,7 @@
 
 #include "sys/status.h"
 
-class IProgressCallback;
+class IProgress;
 
 constexpr Status kStatusNothingInstalled = ToStatus(0x80000031);
 constexpr Status kStatusPasswordRefused = ToStatus(0x80000017);
@@ -14,4 +14,4 @@ constexpr Status kStatusFarewellFailed = ToStatus(0x80000014);
 std::wstring FarewellArguments(const std::wstring& password);
 
 // Removes the installed agent once the agent itself accepts the password.
-Status UninstallAgent(IProgressCallback* progress, const std::wstring& password);
+Status UninstallAgent(IProgress* progress, const std::wstring& password);

@@ -19,7 +19,7 @@
 #include "ui/dialog_seams.h"
 #include "ui/install_dialog.h"
 #include "ui/localisation.h"
-#include "ui/progress_callback.h"
+#include "setup/progress.h"
 #include "ui/uninstall_dialog.h"
 
 namespace {
@@ -38,8 +38,8 @@ void Pump(DWORD milliseconds) {
     }
 }
 
-Status Blocked(IProgressCallback* progress, unsigned statusText) {
-    progress->SetStatusText(LoadUiString(statusText).c_str());
+Status Blocked(IProgress* progress, Stage stage) {
+    progress->Report(stage);
     WaitForSingleObject(g_never, INFINITE);
     return 0;
 }
@@ -76,11 +76,11 @@ int wmain(int argc, wchar_t** argv) {
     if (screen == L"removed-restart")
         result = ToStatus(0x80000052);
     const bool blocked = screen == L"installing" || screen == L"removing";
-    seams.install = [=](IProgressCallback* progress) {
-        return blocked ? Blocked(progress, 212) : result;
+    seams.install = [=](IProgress* progress) {
+        return blocked ? Blocked(progress, Stage::kCopyingFiles) : result;
     };
-    seams.uninstall = [=](IProgressCallback* progress, const std::wstring&) {
-        return blocked ? Blocked(progress, 215) : result;
+    seams.uninstall = [=](IProgress* progress, const std::wstring&) {
+        return blocked ? Blocked(progress, Stage::kRemovingFiles) : result;
     };
     const std::wstring dataFolder =
         file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding()->GetDataSubfolder();

@@ -1,8 +1,7 @@
-#include "setup/runtime/library_loader.h"
+#include "sys/library_loader.h"
 
 #include <shlwapi.h>
 
-#include "setup/runtime/runtime_interfaces.h"
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
 
@@ -42,6 +41,13 @@ HMODULE CLibraryLoader::Load(const std::wstring& nameOrPath) {
     }
     return module;
 }
+
+namespace {
+
+// A library that can tell whether its objects are still in use exports this.
+using GetLockCountFn = int (*)();
+
+}  // namespace
 
 void CLibraryLoader::UnloadUnused() {
     for (auto entry = libraries_.begin(); entry != libraries_.end();) {

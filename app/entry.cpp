@@ -1,4 +1,4 @@
-#include "setup/entry.h"
+#include "app/entry.h"
 
 #include <gdiplus.h>
 
@@ -8,6 +8,7 @@
 #include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
+#include "setup/language.h"
 #include "setup/logging.h"
 #include "setup/setup_settings.h"
 #include "setup/uninstall/uninstall.h"
