@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Renders every screen of the install and uninstall windows for each brand, in English and
-# in German, under Xvfb with Wine's X11 driver, into docs/screenshots/ as PNG.
+# in German and Japanese, under Xvfb with Wine's X11 driver, into docs/screenshots/ as PNG.
 # Usage: scripts/screenshots.sh [output folder]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -23,7 +23,7 @@ uninstall_screens="confirm confirm-password not-permitted removing wrong-passwor
 
 render() {
   for brand in zelko orv tessan; do
-    for language in en:1 de:11; do
+    for language in en:1 de:11 ja:19; do
       code=${language#*:}
       name=${language%%:*}
       for screen in $install_screens; do

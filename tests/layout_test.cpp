@@ -1,0 +1,232 @@
+// Every text of every screen, in every language, laid out with the window's own fonts in
+// its control: a text that needs more room than its control has is cut on the screen.
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <functional>
+#include <memory>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "setup/setup_settings.h"
+#include "tests/support/dialog_driver.h"
+#include "tests/support/gdiplus_environment.h"
+#include "tests/support/policy_db.h"
+#include "tests/support/test_support.h"
+#include "ui/button_control.h"
+#include "ui/dialog_seams.h"
+#include "ui/install_dialog.h"
+#include "ui/localisation.h"
+#include "ui/ui_drawing.h"
+#include "ui/uninstall_dialog.h"
+
+namespace {
+
+const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvironment);
+
+const std::uint32_t kLanguages[] = {1, 3, 4, 6, 11, 12, 14, 19, 31, 32};
+const wchar_t kDataFolder[] = L"C:\\ProgramData\\ZELKO Software\\Business Agent";
+
+std::wstring WithoutMarkup(const std::wstring& text) {
+    return std::regex_replace(text, std::wregex(L"<[^>]*>"), L"");
+}
+
+// Caption width in a font; the width of missing glyphs' boxes when the font has none.
+int CaptionWidth(HDC dc, HFONT font, const std::wstring& caption) {
+    HGDIOBJ previous = SelectObject(dc, font);
+    RECT area{0, 0, 10000, 100};
+    DrawTextW(dc, caption.c_str(), -1, &area, DT_CALCRECT | DT_SINGLELINE | DT_NOPREFIX);
+    SelectObject(dc, previous);
+    return area.right;
+}
+
+// Whether this system draws the caption's glyphs in the bold caption font: a bold text
+// narrower than its regular form is drawn with boxes for missing glyphs.
+bool DrawsBoldGlyphs(HDC dc, const std::wstring& caption) {
+    LOGFONTW bold{};
+    GetObjectW(ButtonCaptionFont(dc), sizeof(bold), &bold);
+    LOGFONTW regular = bold;
+    regular.lfWeight = FW_NORMAL;
+    HFONT regularFont = CreateFontIndirectW(&regular);
+    const bool drawn = CaptionWidth(dc, ButtonCaptionFont(dc), caption) >=
+                       CaptionWidth(dc, regularFont, caption);
+    DeleteObject(regularFont);
+    return drawn;
+}
+
+// What does not fit among the visible texts of the window, one line each.
+std::vector<std::string> Overflows(HWND window) {
+    std::vector<std::string> faults;
+    HDC dc = GetDC(window);
+    for (HWND child = GetWindow(window, GW_CHILD); child != nullptr;
+         child = GetWindow(child, GW_HWNDNEXT)) {
+        wchar_t className[32] = {};
+        GetClassNameW(child, className, 32);
+        const std::wstring kind = className;
+        const LONG style = GetWindowLongW(child, GWL_STYLE);
+        const bool picture = kind == L"Static" && (style & SS_TYPEMASK) == SS_BITMAP;
+        if (!IsWindowVisible(child) || picture || kind == L"Edit" ||
+            kind == L"msctls_progress32")
+            continue;
+        wchar_t text[1024] = {};
+        GetWindowTextW(child, text, 1024);
+        std::wstring shown = kind == L"SysLink" ? WithoutMarkup(text) : text;
+        if (shown.empty())
+            continue;
+        RECT client{};
+        GetClientRect(child, &client);
+        RECT needed = client;
+        if (kind == L"Button") {
+            if (!DrawsBoldGlyphs(dc, shown))
+                continue;  // no glyphs to measure; see the test's note
+            needed.right = CaptionWidth(dc, ButtonCaptionFont(dc), shown) + 16;  // round ends
+        } else {
+            auto font = reinterpret_cast<HFONT>(SendMessageW(child, WM_GETFONT, 0, 0));
+            HGDIOBJ previous = SelectObject(dc, font);
+            DrawTextW(dc, shown.c_str(), -1, &needed,
+                      DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
+            SelectObject(dc, previous);
+        }
+        if (needed.right > client.right || needed.bottom > client.bottom) {
+            faults.push_back("control " + std::to_string(GetDlgCtrlID(child)) + " needs " +
+                             std::to_string(needed.right) + "x" + std::to_string(needed.bottom) +
+                             ", has " + std::to_string(client.right) + "x" +
+                             std::to_string(client.bottom) + ": " + test_support::Narrow(shown));
+        }
+    }
+    ReleaseDC(window, dc);
+    return faults;
+}
+
+class Layout : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ParseCommandLineText(GetSetupSettings(), L"setup.exe /i");
+        GetSetupSettings().cnText = L"Deployed by the IT department";
+    }
+    void TearDown() override {
+        dialog_.reset();
+        GetDialogSeams() = {};
+        SetThreadLanguage(1);
+        dialog_driver::DrainMessages();
+    }
+
+    // Opens a window in a language, brings it to a screen and checks every text of it.
+    template <class Dialog>
+    void Check(std::uint32_t language, const std::string& screen, bool administrator,
+               const std::function<void(CDialogBase&)>& reach) {
+        SCOPED_TRACE("language " + std::to_string(language) + ", " + screen);
+        SetThreadLanguage(language);
+        GetDialogSeams().isAdministrator = [administrator] { return administrator; };
+        dialog_ = std::make_unique<Dialog>();
+        ASSERT_NE(dialog_->Create(language, false), nullptr);
+        reach(*dialog_);
+        dialog_driver::Pump(20);
+        for (const std::string& fault : Overflows(dialog_->Window()))
+            ADD_FAILURE() << fault;
+        dialog_.reset();
+    }
+
+    // Runs the work to its end with the result the seams give.
+    static void Finish(CDialogBase& dialog) {
+        dialog.OnCommand(dialog.Window(), 1113);
+        ASSERT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
+    }
+
+    std::unique_ptr<CDialogBase> dialog_;
+};
+
+const Stage kStages[] = {Stage::kInitialising,    Stage::kStoppingServices,
+                         Stage::kDownloadingPolicy, Stage::kInstallingNetFramework,
+                         Stage::kCopyingFiles,    Stage::kInstallingAgent,
+                         Stage::kRollingBack,     Stage::kRemovingFiles};
+
+// Holds the work while each stage's text shows in the status line, and checks each.
+void ReportEveryStage(CDialogBase& dialog) {
+    HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    GetDialogSeams().install = [release](IProgress*) {
+        WaitForSingleObject(release, 30000);
+        return Status{0};
+    };
+    GetDialogSeams().uninstall = [release](IProgress*, const std::wstring&) {
+        WaitForSingleObject(release, 30000);
+        return Status{0};
+    };
+    dialog.OnCommand(dialog.Window(), 1113);
+    for (Stage stage : kStages) {
+        dialog.Report(stage);
+        for (const std::string& fault : Overflows(dialog.Window()))
+            ADD_FAILURE() << fault;
+    }
+    SetEvent(release);
+    EXPECT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
+    CloseHandle(release);
+}
+
+// Bold captions in a script the system's bold font has no glyphs for are left out: they
+// cannot be measured there.
+TEST_F(Layout, EveryTextOfTheInstallWindowFitsInEveryLanguage) {
+    const Status results[] = {0,
+                              ToStatus(0x10000005),
+                              ToStatus(0x8000000B),
+                              ToStatus(0x80000052),
+                              ToStatus(0x80000064),
+                              ToStatus(0x80000203)};
+    for (std::uint32_t language : kLanguages) {
+        Check<CInstallDialog>(language, "ready", true, [](CDialogBase&) {});
+        Check<CInstallDialog>(language, "not permitted", false, [](CDialogBase&) {});
+        Check<CInstallDialog>(language, "installing", true, ReportEveryStage);
+        for (Status result : results) {
+            Check<CInstallDialog>(language, "result " + std::to_string(result), true,
+                                  [result](CDialogBase& dialog) {
+                                      GetDialogSeams().install = [result](IProgress*) {
+                                          return result;
+                                      };
+                                      Finish(dialog);
+                                  });
+        }
+    }
+}
+
+TEST_F(Layout, EveryTextOfTheUninstallWindowFitsInEveryLanguage) {
+    const Status results[] = {0, ToStatus(0x80000017), ToStatus(0x80000052),
+                              ToStatus(0x80000203)};
+    for (std::uint32_t language : kLanguages) {
+        for (bool password : {false, true}) {
+            ASSERT_TRUE(WritePasswordPolicy(kDataFolder, password, "secret"));
+            Check<CUninstallDialog>(language, password ? "confirm, password" : "confirm", true,
+                                    [](CDialogBase&) {});
+        }
+        Check<CUninstallDialog>(language, "not permitted", false, [](CDialogBase&) {});
+        Check<CUninstallDialog>(language, "removing", true, ReportEveryStage);
+        for (Status result : results) {
+            Check<CUninstallDialog>(language, "result " + std::to_string(result), true,
+                                    [result](CDialogBase& dialog) {
+                                        GetDialogSeams().uninstall =
+                                            [result](IProgress*, const std::wstring&) {
+                                                return result;
+                                            };
+                                        Finish(dialog);
+                                    });
+        }
+    }
+}
+
+// Japanese is measured in real glyphs, not in the narrow boxes of missing ones: otherwise
+// the checks above would pass for Japanese whatever its texts.
+TEST(LayoutMeasure, JapaneseHasGlyphsInTheTextFont) {
+    HDC dc = GetDC(nullptr);
+    HFONT font = CreateUiFont(dc, 10, FW_NORMAL);
+    TEXTMETRICW metrics{};
+    HGDIOBJ previous = SelectObject(dc, font);
+    GetTextMetricsW(dc, &metrics);
+    SelectObject(dc, previous);
+    const std::wstring katakana = L"\x30A4\x30F3\x30B9\x30C8\x30FC\x30EB";  // six full-width
+    EXPECT_GT(CaptionWidth(dc, font, katakana), 6 * metrics.tmHeight / 2);
+    DeleteObject(font);
+    ReleaseDC(nullptr, dc);
+}
+
+}  // namespace
