@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Renders every screen of the install and uninstall windows for each brand, in English and
-# in German and Japanese, under Xvfb with Wine's X11 driver, into docs/screenshots/ as PNG.
+# Renders every screen of the install and uninstall windows for each brand, in English,
+# German and Japanese, under Xvfb with Wine's X11 driver, into docs/screenshots/ as PNG.
 # Usage: scripts/screenshots.sh [output folder]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
