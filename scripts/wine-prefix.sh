@@ -11,7 +11,7 @@ driver=${2:-null}
 mkdir -p "$prefix"
 exec 9>"$prefix.lock"
 flock 9
-[ -f "$prefix/.hollin-ready-5" ] && exit 0
+[ -f "$prefix/.hollin-ready-6" ] && exit 0
 export WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 echo "[wine] setting up prefix $prefix" >&2
 wineboot -i >/dev/null 2>&1 || true
@@ -21,8 +21,9 @@ fi
 wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v Arial /t REG_SZ \
   /d "Liberation Sans" /f >/dev/null 2>&1
 links='HKLM\Software\Microsoft\Windows NT\CurrentVersion\FontLink\SystemLink'
-for face in "Liberation Sans" Arial "MS Shell Dlg" "Microsoft Sans Serif"; do
+# Wine links by the name of the face it picked, so the bold face needs its own entry.
+for face in "Liberation Sans" "Liberation Sans Bold" Arial "MS Shell Dlg" "Microsoft Sans Serif"; do
   wine reg add "$links" /v "$face" /t REG_MULTI_SZ /d "ipagp.ttf,IPAPGothic" /f >/dev/null 2>&1
 done
 wineserver -w
-touch "$prefix/.hollin-ready-5"
+touch "$prefix/.hollin-ready-6"
