@@ -4,6 +4,7 @@
 #include <shellapi.h>
 #include <uxtheme.h>
 
+#include <iterator>
 #include <system_error>
 
 #include "resources/resource.h"
@@ -23,28 +24,13 @@ namespace {
 constexpr UINT_PTR kAnimationTimer = 1;
 // Buttons drawn outlined by their role; every other push button is a primary one.
 const std::vector<unsigned> kSecondaryButtons = {kCancelButton, kRestartLaterButton};
-// The status line's text of each stage the sequences report.
-unsigned StageText(Stage stage) {
-    switch (stage) {
-        case Stage::kInitialising:
-            return IDS_INITIALISING;
-        case Stage::kStoppingServices:
-            return IDS_STOPPING_SERVICES;
-        case Stage::kDownloadingPolicy:
-            return IDS_DOWNLOADING_POLICY;
-        case Stage::kInstallingNetFramework:
-            return IDS_INSTALLING_NET_FRAMEWORK;
-        case Stage::kCopyingFiles:
-            return IDS_COPYING_FILES;
-        case Stage::kInstallingAgent:
-            return IDS_INSTALLING_AGENT;
-        case Stage::kRollingBack:
-            return IDS_ROLLING_BACK;
-        case Stage::kRemovingFiles:
-            return IDS_REMOVING_FILES;
-    }
-    return IDS_INITIALISING;
-}
+// The status line's text of each stage the sequences report, in the order of Stage.
+constexpr unsigned kStageTexts[] = {
+    IDS_INITIALISING,  IDS_STOPPING_SERVICES,  IDS_DOWNLOADING_POLICY, IDS_INSTALLING_NET_FRAMEWORK,
+    IDS_COPYING_FILES, IDS_INSTALLING_AGENT,   IDS_ROLLING_BACK,       IDS_REMOVING_FILES,
+};
+static_assert(std::size(kStageTexts) == static_cast<size_t>(Stage::kRemovingFiles) + 1,
+              "one text per stage");
 
 // Picture controls whose last bitmap the dialog frees.
 constexpr unsigned kPictureControls[] = {kCloseGlyph, kResultIcon};
@@ -208,7 +194,7 @@ void CDialogBase::FinishWork() {
 }
 
 void CDialogBase::Report(Stage stage) {
-    SetStatusText(LoadUiString(StageText(stage)).c_str());
+    SetStatusText(LoadUiString(kStageTexts[static_cast<size_t>(stage)]).c_str());
 }
 
 void CDialogBase::SetStatusText(const wchar_t* text) {
