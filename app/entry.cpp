@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "resources/resource.h"
+#include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
 #include "setup/language.h"
@@ -30,7 +31,7 @@ void SetCurrentDirectoryToSystemFolder() {
 }
 
 std::wstring PathBesideSetup(const wchar_t* fileName) {
-    return process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + fileName;
+    return agent_folders::SetupFolder() + L"\\" + fileName;
 }
 
 DWORD RunSilent(SetupSettings& settings) {
@@ -40,7 +41,8 @@ DWORD RunSilent(SetupSettings& settings) {
     if (settings.install) {
         Status status;
         {
-            AgentInstaller installer;
+            CLogging log(kInstallerLogFile, kInstallerComponent);
+            AgentInstaller installer(settings, GetBranding(), log);
             status = installer.Install(nullptr);
         }
         if (status != kStatusOk && status != kStatusRestartNeeded) {
@@ -57,7 +59,9 @@ DWORD RunSilent(SetupSettings& settings) {
         }
         CloseHandle(agent);
         const ScopeExit wipe([&] { text_sys::Wipe(settings.password); });
-        return static_cast<DWORD>(UninstallAgent(nullptr, settings.password));
+        CLogging log(kInstallerLogFile, kUninstallerComponent);
+        return static_cast<DWORD>(
+            UninstallAgent(settings, GetBranding(), log, nullptr, settings.password));
     }
     return kExitNothingToDo;
 }

@@ -10,9 +10,6 @@
 #include "db/sqlite_api.h"
 #include "sys/status.h"
 
-constexpr Status kStatusDatabaseNotOpen = ToStatus(0x80000150);
-constexpr Status kStatusTableMissing = ToStatus(0x80000151);
-constexpr Status kStatusNoSuchCell = ToStatus(0x80000152);
 
 enum class ColumnType : int {
     kBlob = 0,

@@ -23,9 +23,13 @@ const char* BaseName(const char* path) {
 
 std::wstring Widen(const char* text) { return std::wstring(text, text + std::strlen(text)); }
 
-}  // namespace
+std::wstring Line(const std::source_location& where, const char* function,
+                  const std::wstring& message, Status status) {
+    return CLogging::FormatLine(where.file_name(), static_cast<int>(where.line()), function,
+                                message, status);
+}
 
-CLogging::~CLogging() = default;
+}  // namespace
 
 Status CLogging::SetupLogging(IRuntime* runtime) {
     if (runtime == nullptr) {
@@ -34,19 +38,16 @@ Status CLogging::SetupLogging(IRuntime* runtime) {
     logger_.Reset();
     CObjectSmPtr<ILogger> logger;
     Status status = runtime->CreateLogger(logger.Receive());
-    if (Failed(status)) {
-        return status;
+    if (!Failed(status)) {
+        status = logger->SetLogFileName(fileName_.c_str());
     }
-    status = logger->SetLogFileName(LogFileName().c_str());
-    if (Failed(status)) {
-        return status;
+    if (!Failed(status)) {
+        status = logger->SetComponentName(component_.c_str());
     }
-    status = logger->SetComponentName(ComponentName().c_str());
-    if (Failed(status)) {
-        return status;
+    if (!Failed(status)) {
+        logger_ = logger;
     }
-    logger_ = logger;
-    return kStatusOk;
+    return status;
 }
 
 std::wstring CLogging::FormatStatus(Status status) {
@@ -77,60 +78,69 @@ std::wstring CLogging::FormatLine(const char* file, int line, const char* functi
     return text;
 }
 
-void CLogging::Trace(const char* file, int line, const char* function) {
+void CLogging::Trace(const char* function, Where where) {
     if (logger_) {
-        const std::wstring text =
-            Widen(BaseName(file)) + L"(" + std::to_wstring(line) + L") " + Widen(function);
+        const std::wstring text = Widen(BaseName(where.file_name())) + L"(" +
+                                  std::to_wstring(where.line()) + L") " + Widen(function);
         logger_->Debug(text.c_str());
     }
 }
 
-void CLogging::Info(const char* file, int line, const char* function,
-                    const std::wstring& message, Status status) {
+void CLogging::Info(const char* function, const std::wstring& message, Status status,
+                    Where where) {
     if (logger_) {
-        logger_->Info(FormatLine(file, line, function, message, status).c_str());
+        logger_->Info(Line(where, function, message, status).c_str());
     }
 }
 
-void CLogging::Warning(const char* file, int line, const char* function,
-                       const std::wstring& message, Status status) {
+void CLogging::Warning(const char* function, const std::wstring& message, Status status,
+                       Where where) {
     if (logger_) {
-        logger_->Warning(FormatLine(file, line, function, message, status).c_str());
+        logger_->Warning(Line(where, function, message, status).c_str());
     }
 }
 
-void CLogging::Error(const char* file, int line, const char* function,
-                     const std::wstring& message, Status status) {
+void CLogging::Error(const char* function, const std::wstring& message, Status status,
+                     Where where) {
     if (logger_) {
-        logger_->Error(FormatLine(file, line, function, message, status).c_str());
+        logger_->Error(Line(where, function, message, status).c_str());
     }
 }
 
-void CLogging::Result(const char* file, int line, const char* function, Status status) {
+void CLogging::Result(const char* function, Status status, Where where) {
     if (!logger_) {
         return;
     }
     if (Failed(status)) {
         logger_->Error(
-            FormatLine(file, line, function, L"Failed: [" + FormatStatus(status) + L"]", 0)
-                .c_str());
+            Line(where, function, L"Failed: [" + FormatStatus(status) + L"]", kStatusOk).c_str());
     } else {
-        logger_->Debug(FormatLine(file, line, function, L"OK", 0).c_str());
+        logger_->Debug(Line(where, function, L"OK", kStatusOk).c_str());
     }
 }
 
-void CLogging::InfoPrefixed(const char* file, int line, const char* function,
-                            const std::wstring& message) {
+void CLogging::InfoPrefixed(const char* function, const std::wstring& message, Where where) {
     if (logger_) {
-        logger_->Info((FormatPrefix(file, line, function) + message).c_str());
+        logger_->Info(
+            (FormatPrefix(where.file_name(), static_cast<int>(where.line()), function) + message)
+                .c_str());
     }
 }
 
-void CLogging::WarningPrefixed(const char* file, int line, const char* function,
-                               const std::wstring& message) {
+void CLogging::WarningPrefixed(const char* function, const std::wstring& message, Where where) {
     if (logger_) {
-        logger_->Warning((FormatPrefix(file, line, function) + message).c_str());
+        logger_->Warning(
+            (FormatPrefix(where.file_name(), static_cast<int>(where.line()), function) + message)
+                .c_str());
     }
+}
+
+Status CLogging::Check(Status status, const char* function, const std::wstring& message,
+                       Where where) {
+    if (Failed(status)) {
+        Error(function, message, status, where);
+    }
+    return status;
 }
 
 void ReportUnexpectedException(const char* where) {

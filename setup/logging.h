@@ -1,40 +1,54 @@
 #pragma once
 
+#include <source_location>
 #include <string>
 
 #include "setup/runtime/runtime_interfaces.h"
 
-// Base of every class that logs. Lines go to the runtime library's logger, which owns the
-// file; until logging is set up every call does nothing.
+// The file in the agent's log folder that installation and removal write to.
+inline constexpr wchar_t kInstallerLogFile[] = L"agentinstaller.log";
+
+// One log of the program, handed to every operation that logs. Lines go to the runtime
+// library's logger, which owns the file; until a runtime is attached every call does nothing,
+// so an operation can log before the runtime is loaded and without one at all.
 class CLogging {
 public:
-    CLogging() = default;
+    using Where = std::source_location;
+
+    CLogging(std::wstring fileName, std::wstring component)
+        : fileName_(std::move(fileName)), component_(std::move(component)) {}
     CLogging(const CLogging&) = delete;
     CLogging& operator=(const CLogging&) = delete;
-    virtual ~CLogging();
-    virtual std::wstring LogFileName() const = 0;
-    virtual std::wstring ComponentName() const = 0;
 
     // Takes a new logger from the runtime and names its file and component.
     Status SetupLogging(IRuntime* runtime);
+    // Drops the logger; an owner of the runtime library does so before unloading it.
+    void DetachLogger() { logger_.Reset(); }
 
-    // function is the qualified name, such as "AgentInstaller::Install".
+    // function is the qualified name, such as "AgentInstaller::Install"; the source position
+    // is the caller's.
     // "base(line) function" at debug level: where the sequence passes.
-    void Trace(const char* file, int line, const char* function);
-    void Info(const char* file, int line, const char* function, const std::wstring& message,
-              Status status = kStatusOk);
-    void Warning(const char* file, int line, const char* function, const std::wstring& message,
-                 Status status = kStatusOk);
-    void Error(const char* file, int line, const char* function, const std::wstring& message,
-               Status status = kStatusOk);
+    void Trace(const char* function, Where where = Where::current());
+    void Info(const char* function, const std::wstring& message, Status status = kStatusOk,
+              Where where = Where::current());
+    void Warning(const char* function, const std::wstring& message, Status status = kStatusOk,
+                 Where where = Where::current());
+    void Error(const char* function, const std::wstring& message, Status status = kStatusOk,
+               Where where = Where::current());
     // "OK" at debug level, or "Failed: [status]" at error level.
-    void Result(const char* file, int line, const char* function, Status status);
+    void Result(const char* function, Status status, Where where = Where::current());
     // The same line as Info, its prefix printed the older way, for messages formatted
     // elsewhere.
-    void InfoPrefixed(const char* file, int line, const char* function,
-                      const std::wstring& message);
-    void WarningPrefixed(const char* file, int line, const char* function,
-                         const std::wstring& message);
+    void InfoPrefixed(const char* function, const std::wstring& message,
+                      Where where = Where::current());
+    void WarningPrefixed(const char* function, const std::wstring& message,
+                         Where where = Where::current());
+
+    // The one way to check a result: a failed status is logged at error level with the
+    // message; the status is handed back either way, so that "return log.Check(...)" and
+    // "if (Failed(status = log.Check(...)))" read as what they do.
+    Status Check(Status status, const char* function, const std::wstring& message,
+                 Where where = Where::current());
 
     // "base(line) function: message", with " [0x%08x]" for a negative status.
     static std::wstring FormatLine(const char* file, int line, const char* function,
@@ -42,12 +56,9 @@ public:
     static std::wstring FormatPrefix(const char* file, int line, const char* function);
     static std::wstring FormatStatus(Status status);
 
-protected:
-    ILogger* Logger() const { return logger_.Get(); }
-    // Lets an owner of the runtime library drop the logger before it unloads the library.
-    void DetachLogger() { logger_.Reset(); }
-
 private:
+    std::wstring fileName_;
+    std::wstring component_;
     CObjectSmPtr<ILogger> logger_;
 };
 
@@ -55,12 +66,3 @@ private:
 // escapes one has no log left to go to, so it goes to the system's debug output, which
 // support tools capture.
 void ReportUnexpectedException(const char* where);
-
-#define LOG_TRACE(function) Trace(__FILE__, __LINE__, function)
-#define LOG_INFO(function, ...) Info(__FILE__, __LINE__, function, __VA_ARGS__)
-#define LOG_WARNING(function, ...) Warning(__FILE__, __LINE__, function, __VA_ARGS__)
-#define LOG_ERROR(function, ...) Error(__FILE__, __LINE__, function, __VA_ARGS__)
-#define LOG_RESULT(function, status) Result(__FILE__, __LINE__, function, status)
-#define LOG_INFO_PREFIXED(function, message) InfoPrefixed(__FILE__, __LINE__, function, message)
-#define LOG_WARNING_PREFIXED(function, message) \
-    WarningPrefixed(__FILE__, __LINE__, function, message)

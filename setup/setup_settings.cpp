@@ -8,6 +8,7 @@
 #include <cwctype>
 #include <optional>
 
+#include "setup/agent_folders.h"
 #include "setup/base64.h"
 #include "setup/config/certificate.h"
 #include "sys/process_sys.h"
@@ -38,8 +39,6 @@ std::optional<std::string> DecodeOptionValue(const std::wstring& value) {
 // The decoded bytes end at their first NUL, like the C string they are read as.
 std::string AsCString(const std::string& bytes) { return std::string(bytes.c_str()); }
 
-std::wstring SetupFolder() { return process_sys::FolderOf(process_sys::GetModulePath()); }
-
 // Copies a security-product installer next to the setup program.
 bool CopyAntivirusInstaller(const SetupSettings& settings, const std::wstring& source) {
     DWORD attributes = source.empty() ? INVALID_FILE_ATTRIBUTES
@@ -49,7 +48,7 @@ bool CopyAntivirusInstaller(const SetupSettings& settings, const std::wstring& s
     }
     const bool secondBrand = settings.brandId == 5 || settings.brandId == 6;
     const std::wstring target =
-        SetupFolder() + L"\\" +
+        agent_folders::SetupFolder() + L"\\" +
         (secondBrand ? L"orv_business_antivirus_setup.exe" : L"zelko_business_antivirus_setup.exe");
 
     DWORD existing = GetFileAttributesW(target.c_str());
@@ -124,7 +123,7 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
         }
         // A missing "resources" folder is not the command line's fault; the install
         // sequence finds the certificate absent.
-        WriteOnPremiseCertificate(SetupFolder(), value);
+        WriteOnPremiseCertificate(agent_folders::SetupFolder(), value);
     } else if (is(L"sil")) {
         settings.silent = IsFlagOn(value);
     } else if (is(L"password")) {

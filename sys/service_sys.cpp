@@ -72,7 +72,7 @@ Status Describe(SC_HANDLE service, const wchar_t* description) {
 Status ConfigurationFailure(DWORD* lastError) {
     const DWORD error = GetLastError();
     Store(lastError, error);
-    return error == ERROR_SERVICE_MARKED_FOR_DELETE ? kStatusPendingRestart : kStatusServiceFailed;
+    return error == ERROR_SERVICE_MARKED_FOR_DELETE ? kStatusServiceNotStarted : kStatusServiceFailed;
 }
 
 }  // namespace
@@ -164,7 +164,7 @@ Status StartServiceByName(const std::wstring& name, DWORD* lastError) {
             return kStatusOk;
         }
         Store(lastError, error);
-        return kStatusPendingRestart;
+        return kStatusServiceNotStarted;
     }
     return kStatusOk;
 }

@@ -37,8 +37,9 @@ protected:
     }
 
     Status Claim(const std::string& answer, std::string* body = nullptr) {
-        CObjectSmPtr<CAuth> auth(new CAuth({7, 1, 2, 345}));
-        EXPECT_EQ(auth->SetupLogging(session_.runtime.Get()), kStatusOk);
+        CLogging log(L"agentinstaller.log", L"Installer");
+        EXPECT_EQ(log.SetupLogging(session_.runtime.Get()), kStatusOk);
+        CObjectSmPtr<CAuth> auth(new CAuth(log, {7, 1, 2, 345}));
         EXPECT_EQ(auth->Init(session_.runtime.Get(), kToken, Base(answer)), kStatusOk);
         CObjectSmPtr<IPayload> response(new CPayload());
         Status status = auth->GetInstallInvite(response.Get());
@@ -111,7 +112,8 @@ TEST_F(InviteExchange, EveryOtherAnswerFails) {
 }
 
 TEST_F(InviteExchange, UnreachableBackendPassesTheFailureOn) {
-    CObjectSmPtr<CAuth> auth(new CAuth({1, 0, 0, 0}));
+    CLogging log(L"agentinstaller.log", L"Installer");
+    CObjectSmPtr<CAuth> auth(new CAuth(log, {1, 0, 0, 0}));
     ASSERT_EQ(auth->Init(session_.runtime.Get(), kToken, L"http://127.0.0.1:1"), kStatusOk);
     CObjectSmPtr<IPayload> response(new CPayload());
     Status status = auth->GetInstallInvite(response.Get());

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "setup/branding/branding.h"
@@ -46,46 +45,41 @@ TEST(BrandDetection, ProfileOrUnknownBrandId) {
     EXPECT_EQ(none.output, L"unknown brand id");
 
     // This test program carries the default build's company name.
-    CAgentBranding* branding = GetBranding();
-    EXPECT_EQ(branding->GetBrandId(), kBrandZelko);
-    EXPECT_EQ(GetBranding(), branding);
+    EXPECT_EQ(GetBranding().id, kBrandZelko);
+    EXPECT_EQ(&GetBranding(), &BrandProfile(kBrandZelko));
+    EXPECT_THROW(BrandProfile(kBrandUnknown), UnknownBrandError);
 }
 
 TEST(BrandProfiles, KeepTheirIrregularities) {
-    CAgentBrandingZelko zelko;
-    CAgentBrandingOrv orv;
-    CAgentBrandingTessan tessan;
-    const CAgentBranding* all[] = {&zelko, &orv, &tessan};
-    for (const CAgentBranding* brand : all) {
-        EXPECT_STREQ(brand->GetProgramSubfolder(), brand->GetDataSubfolder());
-        EXPECT_STREQ(brand->GetServiceName(), L"ClientManager");
-        EXPECT_STREQ(brand->GetAuxiliaryText(), L"");
-        EXPECT_EQ(std::wstring(brand->GetAgentRegistryKey()),
-                  std::wstring(brand->GetCompanyRegistryKey()) + L"\\Business Agent");
-        EXPECT_EQ(std::wstring(brand->GetProgramSubfolder()),
-                  std::wstring(brand->GetCompanyFolder()) + L"\\Business Agent");
-        EXPECT_EQ(std::wstring(brand->GetProductGuid()).size(), 36u);
+    const CAgentBranding& zelko = BrandProfile(kBrandZelko);
+    const CAgentBranding& orv = BrandProfile(kBrandOrv);
+    const CAgentBranding& tessan = BrandProfile(kBrandTessan);
+    for (const CAgentBranding& brand : kBrandProfiles) {
+        EXPECT_STREQ(brand.programSubfolder, brand.dataSubfolder);
+        EXPECT_STREQ(brand.serviceName, L"ClientManager");
+        EXPECT_STREQ(brand.auxiliaryText, L"");
+        EXPECT_EQ(std::wstring(brand.agentRegistryKey),
+                  std::wstring(brand.companyRegistryKey) + L"\\Business Agent");
+        EXPECT_EQ(std::wstring(brand.programSubfolder),
+                  std::wstring(brand.companyFolder) + L"\\Business Agent");
+        EXPECT_EQ(std::wstring(brand.productGuid).size(), 36u);
+        EXPECT_EQ(std::wstring(brand.webPageUrl).rfind(L"https://", 0), 0u);
     }
-    EXPECT_STREQ(orv.GetProductGuid(), tessan.GetProductGuid());
-    EXPECT_STRNE(zelko.GetProductGuid(), orv.GetProductGuid());
+    EXPECT_STREQ(orv.productGuid, tessan.productGuid);
+    EXPECT_STRNE(zelko.productGuid, orv.productGuid);
 
-    EXPECT_STREQ(zelko.GetCompanyFolder(), L"ZELKO Software");
-    EXPECT_STREQ(zelko.GetPublisher(), L"Zelko Software");
-    EXPECT_STREQ(orv.GetCompanyFolder(), orv.GetPublisher());
-    EXPECT_STREQ(tessan.GetCompanyFolder(), tessan.GetPublisher());
-    EXPECT_STREQ(orv.GetUninstallRegistryKey(),
+    EXPECT_STREQ(zelko.companyFolder, L"ZELKO Software");
+    EXPECT_STREQ(zelko.publisher, L"Zelko Software");
+    EXPECT_STREQ(orv.companyFolder, orv.publisher);
+    EXPECT_STREQ(tessan.companyFolder, tessan.publisher);
+    EXPECT_STREQ(orv.uninstallRegistryKey,
                  L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Orv Business");
 
     // Brand 1 points at its business site, the others at their public sites.
-    const std::wstring zelkoDownload = zelko.GetAgentDownloadUrl();
-    EXPECT_EQ(zelkoDownload, std::wstring(zelko.GetWebPageUrl()) + L"/agent/");
-    EXPECT_NE(std::wstring(orv.GetAgentDownloadUrl()),
-              std::wstring(orv.GetWebPageUrl()) + L"/agent/");
-    EXPECT_EQ(std::wstring(orv.GetEulaUrl()), std::wstring(orv.GetWebPageUrl()) + L"/eula");
-    EXPECT_EQ(std::wstring(tessan.GetEulaUrl()).find(tessan.GetWebPageUrl()), std::wstring::npos);
-    for (const CAgentBranding* brand : all) {
-        EXPECT_EQ(std::wstring(brand->GetWebPageUrl()).rfind(L"https://", 0), 0u);
-    }
+    EXPECT_EQ(std::wstring(zelko.agentDownloadUrl), std::wstring(zelko.webPageUrl) + L"/agent/");
+    EXPECT_NE(std::wstring(orv.agentDownloadUrl), std::wstring(orv.webPageUrl) + L"/agent/");
+    EXPECT_EQ(std::wstring(orv.eulaUrl), std::wstring(orv.webPageUrl) + L"/eula");
+    EXPECT_EQ(std::wstring(tessan.eulaUrl).find(tessan.webPageUrl), std::wstring::npos);
 }
 
 }  // namespace

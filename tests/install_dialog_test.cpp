@@ -99,9 +99,9 @@ TEST_F(InstallWindow, AgreementLineHasTheBrandsTwoLinks) {
             break;
         addresses.push_back(item.szUrl);
     }
-    const CAgentBranding* brand = GetBranding();
-    EXPECT_EQ(addresses, (std::vector<std::wstring>{brand->GetEulaUrl(),
-                                                    brand->GetPrivacyPolicyUrl()}));
+    const CAgentBranding& brand = GetBranding();
+    EXPECT_EQ(addresses, (std::vector<std::wstring>{brand.eulaUrl,
+                                                    brand.privacyPolicyUrl}));
 }
 
 TEST_F(InstallWindow, NotAdministrator) {

@@ -23,6 +23,19 @@ void Write(const std::wstring& path, const std::string& content) {
     std::ofstream(std::filesystem::path(path), std::ios::binary) << content;
 }
 
+// The log comes first, so that it outlives the installer that detaches it.
+struct InstallerLogHolder {
+    CLogging log{kInstallerLogFile, kInstallerComponent};
+};
+
+// An installer with this run's settings and a log of its own, which writes nothing until a
+// runtime is attached.
+class TestInstaller : private InstallerLogHolder, public AgentInstaller {
+public:
+    explicit TestInstaller(InstallerEnvironment environment = {})
+        : AgentInstaller(GetSetupSettings(), GetBranding(), log, std::move(environment)) {}
+};
+
 // Counts the pauses of polling loops instead of waiting them out.
 class CountedPauses {
 public:
@@ -61,7 +74,7 @@ TEST(FileDeployment, CopiesTreesWithoutExcludedNames) {
     Write(source / L"events.db", "skip");
     Write(source / L"sub\\events.db", "skip");
     Write(source / L"sub\\b.dll", "b");
-    AgentInstaller installer;
+    TestInstaller installer;
     ASSERT_EQ(installer.CopyAllFiles(source.Path(), target / L"deep\\agent", {L"events.db"}),
               kStatusOk);
     EXPECT_EQ(ReadFileBytes(target / L"deep\\agent\\a.dll"), "a");
@@ -80,7 +93,7 @@ TEST(FileDeployment, LockedDestinationIsMovedAsideAfterSixTries) {
                               nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
     CountedPauses pauses;
-    AgentInstaller installer;
+    TestInstaller installer;
     EXPECT_EQ(installer.CopyFilePath(folder / L"new.dll", folder / L"agent.dll"), kStatusOk);
     CloseHandle(held);
     EXPECT_EQ(pauses.count, 6);
@@ -108,7 +121,7 @@ TEST(FileDeployment, UnrenamableDestinationFails) {
                               OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
     CountedPauses pauses;
-    AgentInstaller installer;
+    TestInstaller installer;
     EXPECT_EQ(installer.CopyFilePath(folder / L"new.dll", folder / L"agent.dll"),
               kStatusRenameFailed);
     CloseHandle(held);
@@ -143,7 +156,7 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
                        L"PendingFileRenameOperations");
-    EXPECT_EQ(DeleteOrDeferFolder(parent / L"Agent"), kStatusPendingRestart);
+    EXPECT_EQ(DeleteOrDeferFolder(parent / L"Agent"), kStatusRemovalAtRestart);
     CloseHandle(held);
 
     std::wstring renamed;
@@ -194,7 +207,7 @@ protected:
 };
 
 TEST_F(NetFramework, ReleaseThresholdInEitherView) {
-    AgentInstaller installer(environment_);
+    TestInstaller installer(environment_);
     EXPECT_FALSE(installer.IsNetFrameworkInstalled());
     SetRelease(528039, KEY_WOW64_64KEY);
     EXPECT_FALSE(installer.IsNetFrameworkInstalled());
@@ -225,7 +238,7 @@ protected:
         InstallerEnvironment environment;
         environment.netInstallerUrl =
             L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) + L"/files/" + name;
-        AgentInstaller installer(environment);
+        TestInstaller installer(environment);
         installer.UseRuntime(session_.runtime.Get());
         return installer.InstallMissingNetFrameworkInstaller();
     }
@@ -252,15 +265,15 @@ TEST_F(NetFrameworkInstaller, TheRegistryDecidesExceptForARestart) {
     EXPECT_EQ(RunStub(L"set-exit1603"), kStatusOk);
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
     EXPECT_EQ(RunStub(L"exit1603"), kStatusStillMissing);
-    EXPECT_EQ(RunStub(L"exit3010"), kStatusPendingRestart);
+    EXPECT_EQ(RunStub(L"exit3010"), kStatusPrerequisiteNeedsRestart);
 
     InstallerEnvironment nowhere;
     nowhere.netInstallerUrl =
         L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) + L"/files/absent.exe";
-    AgentInstaller installer(nowhere);
+    TestInstaller installer(nowhere);
     installer.UseRuntime(session_.runtime.Get());
     EXPECT_TRUE(Failed(installer.InstallMissingNetFrameworkInstaller()));
-    AgentInstaller withoutRuntime(nowhere);
+    TestInstaller withoutRuntime(nowhere);
     EXPECT_EQ(withoutRuntime.InstallMissingNetFrameworkInstaller(), kStatusDownloadUnavailable);
 }
 
@@ -315,12 +328,12 @@ protected:
 TEST_F(SchedulerProbe, AHungProbeRestartsTheService) {
     const DWORD pid = ServicePid();
     {
-        AgentInstaller installer(Probe(L"exit 3"));  // in time, whatever its exit code
+        TestInstaller installer(Probe(L"exit 3"));  // in time, whatever its exit code
         EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
         EXPECT_EQ(ServicePid(), pid);
     }
     CountedPauses pauses;
-    AgentInstaller installer(Probe(L"sleep 10000"));
+    TestInstaller installer(Probe(L"sleep 10000"));
     EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
     EXPECT_EQ(pauses.total, std::chrono::milliseconds(2000));
     EXPECT_TRUE(WaitFor(SERVICE_RUNNING));
@@ -328,7 +341,7 @@ TEST_F(SchedulerProbe, AHungProbeRestartsTheService) {
 
     InstallerEnvironment missing = Probe(L"");
     missing.schedulerProbe = L"C:\\no\\such\\schtasks.exe";
-    AgentInstaller noProbe(missing);
+    TestInstaller noProbe(missing);
     EXPECT_EQ(noProbe.RestartTaskSchedulerServiceIfNeeded(), kStatusProbeNotStarted);
 }
 
@@ -342,7 +355,7 @@ TEST_F(SchedulerProbe, ALongListingIsNotMistakenForAHungService) {
     environment.schedulerProbe = process_sys::BuildCommandLine(
         tools / L"schtasks.exe", (L"repeat 4096 " + std::wstring(64, L't')).c_str());
     CountedPauses pauses;
-    AgentInstaller installer(environment);
+    TestInstaller installer(environment);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
     const auto spent = std::chrono::steady_clock::now() - start;
@@ -365,7 +378,7 @@ TEST(SystemInfo, AToolThatHangsOrFloodsItsErrorsDoesNotHoldUpTheInstallation) {
         environment.systemInfoTool = process_sys::BuildCommandLine(
             test_support::BinFolder() + L"\\test_child.exe", one.arguments);
         environment.systemInfoLimitMs = one.limitMs;
-        AgentInstaller installer(environment);
+        TestInstaller installer(environment);
         const auto start = std::chrono::steady_clock::now();
         installer.LogSystemInfo();
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10))
@@ -410,7 +423,7 @@ TEST_F(NetFrameworkInstaller, InviteIsAskedSixtyTimesUnlessItIsGone) {
     {
         settings.serverUrl = base + L"/InviteLoopError/error";
         CountedPauses pauses;
-        AgentInstaller installer;
+        TestInstaller installer;
         EXPECT_EQ(installer.Install(nullptr), kStatusHttpStatus);
         EXPECT_EQ(pauses.count, 60);
         EXPECT_EQ(pauses.total, std::chrono::milliseconds(60000));
@@ -419,7 +432,7 @@ TEST_F(NetFrameworkInstaller, InviteIsAskedSixtyTimesUnlessItIsGone) {
     {
         settings.serverUrl = base + L"/InviteLoopGone/gone";
         CountedPauses pauses;
-        AgentInstaller installer;
+        TestInstaller installer;
         EXPECT_EQ(installer.Install(nullptr), kStatusInviteGone);
         EXPECT_EQ(RecordedRequests(session_.runtime.Get(), port_, "InviteLoopGone"), 1);
     }
@@ -448,8 +461,8 @@ TEST_F(NetFrameworkInstaller, AgentFilesDueForDeletionAtRestartStopTheInstallati
     settings.serverUrl = L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) +
                          L"/PendingRemoval/accept";
     {
-        AgentInstaller installer;
-        EXPECT_EQ(installer.Install(nullptr), kStatusPendingRestart);
+        TestInstaller installer;
+        EXPECT_EQ(installer.Install(nullptr), kStatusRestartBeforeInstall);
     }
     EXPECT_EQ(RecordedRequests(session_.runtime.Get(), port_, "PendingRemoval"), 0);
     EXPECT_FALSE(test_support::FileExists(L"C:\\Program Files\\ZELKO Software"));

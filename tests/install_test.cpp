@@ -298,20 +298,21 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
     const MachineState before = MachineState::Take();
     test_support::TempFolder package;
     CopyPackageWith(package.Path(), L"fault_install.exe");
-    for (const wchar_t* step : {L"copy", L"config-copy", L"service", L"recovery", L"start"}) {
+    for (const wchar_t* step : {L"copy-files", L"place-config", L"register-service",
+                                L"set-recovery", L"start-service"}) {
         SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
         EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
         EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
     }
     // A rollback step that fails says so in the log, and the rest of the rollback runs.
-    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"recovery,restore-service");
+    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"set-recovery,undo-register-service");
     EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u);
-    EXPECT_NE(ReadFileBytes(kDataFolder + L"\\log\\agentinstaller.log")
-                  .find("failed to restore the service: ClientManager"),
-              std::string::npos);
+    const std::string log = ReadFileBytes(kDataFolder + L"\\log\\agentinstaller.log");
+    EXPECT_NE(log.find("could not undo the step register-service"), std::string::npos);
+    EXPECT_NE(log.find("installation ended with error [0x8000fa17]"), std::string::npos);
     EXPECT_EQ(MachineState::Take(), before);
     // An exception half-way is rolled back like any failure.
-    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"throw-recovery");
+    SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"throw-set-recovery");
     EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x80000044u);
     EXPECT_EQ(MachineState::Take(), before);
     SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", nullptr);
@@ -329,7 +330,7 @@ TEST_F(Installation, RolledBackOnAMachineWithoutAgent) {
     const MachineState before = MachineState::Take();
     test_support::TempFolder package;
     CopyPackageWith(package.Path(), L"fault_install.exe");
-    for (const wchar_t* step : {L"config-copy", L"start"}) {
+    for (const wchar_t* step : {L"place-config", L"start-service"}) {
         SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
         EXPECT_EQ(Install(L"accept", L"-rdid rd-3", package.Path()), 0x8000FA17u) << Narrow(step);
         EXPECT_EQ(MachineState::Take(), before) << Narrow(step);

@@ -136,24 +136,22 @@ private:
     RecordingLogger* logger_;
 };
 
-class InstallerLog final : public CLogging {
-public:
-    std::wstring LogFileName() const override { return L"agentinstaller.log"; }
-    std::wstring ComponentName() const override { return L"Installer"; }
-    void Write() {
-        LOG_INFO("AgentInstaller::Install", L"Installing agent service...");
-        LOG_INFO("AgentInstaller::Install", L"not found", kStatusNotFound);
-        LOG_WARNING("AgentInstaller::Install", L"remark", 1);
-        LOG_RESULT("AgentInstaller::Install", kStatusOk);
-        LOG_RESULT("AgentInstaller::Install", kStatusNoRuntime);
-        LOG_INFO_PREFIXED("AgentInstaller::Install", L"Remote deployment id - [r-1]");
-        LOG_TRACE("AgentInstaller::Install");
-    }
-};
+void WriteEachForm(CLogging& log) {
+    constexpr char kFunction[] = "AgentInstaller::Install";
+    log.Info(kFunction, L"Installing agent service...");
+    log.Info(kFunction, L"not found", kStatusNotFound);
+    log.Warning(kFunction, L"remark", 1);
+    log.Result(kFunction, kStatusOk);
+    log.Result(kFunction, kStatusNoRuntime);
+    log.InfoPrefixed(kFunction, L"Remote deployment id - [r-1]");
+    log.Trace(kFunction);
+    EXPECT_EQ(log.Check(kStatusOk, kFunction, L"not logged"), kStatusOk);
+    EXPECT_EQ(log.Check(kStatusInviteGone, kFunction, L"checked"), kStatusInviteGone);
+}
 
 TEST(Logging, LineFormsAndLevels) {
-    InstallerLog log;
-    log.Write();  // nothing set up: nothing happens
+    CLogging log(kInstallerLogFile, L"Installer");
+    WriteEachForm(log);  // nothing set up: nothing happens
 
     CObjectSmPtr<RecordingLogger> logger(new RecordingLogger());
     LoggerRuntime runtime(logger.Get());
@@ -163,8 +161,8 @@ TEST(Logging, LineFormsAndLevels) {
     EXPECT_EQ(log.SetupLogging(nullptr), kStatusNoRuntime);
     ASSERT_EQ(log.SetupLogging(&runtime), kStatusOk);
 
-    log.Write();
-    ASSERT_EQ(logger->lines.size(), 7u);
+    WriteEachForm(log);
+    ASSERT_EQ(logger->lines.size(), 8u);
     const std::wstring prefix = logger->lines[0].second.substr(0, logger->lines[0].second.find(L')') + 1);
     EXPECT_EQ(prefix.substr(0, 17), L"runtime_test.cpp(");
     const std::wstring function = L" AgentInstaller::Install: ";
@@ -188,6 +186,10 @@ TEST(Logging, LineFormsAndLevels) {
     EXPECT_TRUE(std::regex_match(logger->lines[6].second,
                                  std::wregex(LR"(runtime_test\.cpp\(\d+\) AgentInstaller::Install)")))
         << test_support::Narrow(logger->lines[6].second);
+    // A check logs a failure only, at error level, with the caller's position.
+    EXPECT_EQ(logger->lines[7].first, L"error");
+    EXPECT_EQ(message(7), L"checked [0x80000064]");
+    EXPECT_EQ(logger->lines[7].second.substr(0, 17), L"runtime_test.cpp(");
 }
 
 TEST(Logging, BothPrefixFormsAgreeAtAnyLength) {

@@ -130,7 +130,7 @@ TEST_F(ServiceControl, StartFailureAndMissingProgram) {
     ASSERT_EQ(CreateOrUpdateService(kName, binary_ + L".missing", kOwnProcess, kDemandStart),
               kStatusOk);
     DWORD lastError = 0;
-    EXPECT_EQ(StartServiceByName(kName, &lastError), kStatusPendingRestart);
+    EXPECT_EQ(StartServiceByName(kName, &lastError), kStatusServiceNotStarted);
     EXPECT_NE(lastError, 0u);
 }
 
@@ -152,7 +152,7 @@ TEST_F(ServiceControl, MarkedForDeletionCannotBeRewritten) {
         GTEST_SKIP() << "this service manager removes a deleted service at once, "
                         "without a marked-for-deletion state";
     }
-    EXPECT_EQ(rewrite, kStatusPendingRestart);
+    EXPECT_EQ(rewrite, kStatusServiceNotStarted);
     EXPECT_EQ(lastError, static_cast<DWORD>(ERROR_SERVICE_MARKED_FOR_DELETE));
 }
 

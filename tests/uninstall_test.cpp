@@ -59,7 +59,9 @@ protected:
 };
 
 TEST_F(Uninstallation, NothingInstalled) {
-    EXPECT_EQ(UninstallAgent(nullptr, L""), kStatusNothingInstalled);
+    CLogging log(kInstallerLogFile, kUninstallerComponent);
+    EXPECT_EQ(UninstallAgent(GetSetupSettings(), GetBranding(), log, nullptr, L""),
+              kStatusNothingInstalled);
 }
 
 TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
@@ -112,7 +114,7 @@ TEST_F(Uninstallation, LockedProgramFolderIsRemovedAtRestart) {
     HANDLE held = CreateFileW(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                               CREATE_ALWAYS, 0, nullptr);
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(Setup(L"/u -sil 1"), static_cast<DWORD>(kStatusPendingRestart));
+    EXPECT_EQ(Setup(L"/u -sil 1"), static_cast<DWORD>(kStatusRemovalAtRestart));
     CloseHandle(held);
 
     std::wstring renamed;

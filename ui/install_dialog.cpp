@@ -4,6 +4,7 @@
 #include <cwchar>
 
 #include "resources/resource.h"
+#include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
 #include "setup/language.h"
@@ -54,9 +55,9 @@ HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
         ShowControl(kSubtitle, true);
         ShowControl(kAgreementLink, true);
         SetString(kSubtitle, IDS_INSTALL_INVITATION);
-        const CAgentBranding* brand = GetBranding();
-        SetText(kAgreementLink, FormatUiString(IDS_AGREEMENT_LINKS, brand->GetEulaUrl(),
-                                               brand->GetPrivacyPolicyUrl()));
+        const CAgentBranding& brand = GetBranding();
+        SetText(kAgreementLink, FormatUiString(IDS_AGREEMENT_LINKS, brand.eulaUrl,
+                                               brand.privacyPolicyUrl));
     } else {
         // Without administrative rights the user can only close; the empty link control
         // would lie over the Close button.
@@ -120,7 +121,8 @@ std::int32_t CInstallDialog::RunWork(std::wstring&) {
     if (const auto& seam = GetDialogSeams().install) {
         status = seam(this);
     } else {
-        AgentInstaller installer;
+        CLogging log(kInstallerLogFile, kInstallerComponent);
+        AgentInstaller installer(GetSetupSettings(), GetBranding(), log);
         status = installer.Install(this);
     }
     StoreAgentLanguage(GetSetupSettings().languageId);
@@ -160,11 +162,11 @@ void CInstallDialog::ShowResult() {
             SetString(kRestartButton, IDS_RESTART_NOW);
             ShowControl(kRestartButton, true);
             break;
-        case ToStatus(0x80000102):
+        case kStatusPolicyUnavailable:
         case kStatusUnexpectedResponse:
             SetStatusText(LoadUiString(IDS_POLICY_UNAVAILABLE).c_str());
             break;
-        case kStatusPendingRestart:
+        case kStatusRestartBeforeInstall:  // also a service that would not start
             SetStatusText(LoadUiString(IDS_FAILED_RESTART_REQUIRED).c_str());
             break;
         case kStatusInviteGone:
@@ -180,13 +182,6 @@ void CInstallDialog::ShowResult() {
 }
 
 void CInstallDialog::OpenInstallLog() {
-    std::wstring path = file_sys::GetCommonAppDataFolder();
-    if (path.empty())
-        return;
-    for (const wchar_t* part : {GetBranding()->GetDataSubfolder(), L"log", L"agentinstaller.log"}) {
-        if (path.back() != L'\\')
-            path += L'\\';
-        path += part;
-    }
-    ShellOpen(path, SW_SHOWDEFAULT);
+    ShellOpen(agent_folders::DataFolder(GetBranding()) + L"\\log\\" + kInstallerLogFile,
+              SW_SHOWDEFAULT);
 }

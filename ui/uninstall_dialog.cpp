@@ -5,6 +5,7 @@
 #include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/uninstall/password_policy.h"
+#include "setup/install/agent_installer.h"
 #include "setup/uninstall/uninstall.h"
 #include "ui/dialog_seams.h"
 #include "ui/install_dialog.h"
@@ -32,7 +33,7 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
         bool requiresPassword = false;
         ReadUninstallPasswordPolicy(requiresPassword);
         const std::wstring question =
-            FormatUiString(IDS_CONFIRM_UNINSTALL, GetBranding()->GetProductFamilyName());
+            FormatUiString(IDS_CONFIRM_UNINSTALL, GetBranding().productFamilyName);
         if (requiresPassword) {
             SetText(kSubtitle, question + L"\n\n" + LoadUiString(IDS_ENTER_PASSWORD));
         } else {
@@ -105,7 +106,8 @@ std::int32_t CUninstallDialog::RunWork(std::wstring& password) {
     if (const auto& seam = GetDialogSeams().uninstall) {
         return seam(this, password);
     }
-    return UninstallAgent(this, password);
+    CLogging log(kInstallerLogFile, kUninstallerComponent);
+    return UninstallAgent(GetSetupSettings(), GetBranding(), log, this, password);
 }
 
 void CUninstallDialog::ShowResult() {
@@ -126,7 +128,7 @@ void CUninstallDialog::ShowResult() {
             ShowControl(kStatus, false);
             ShowControl(kTitle, false);
             break;
-        case kStatusPendingRestart:
+        case kStatusRemovalAtRestart:
             SetStatusText(LoadUiString(IDS_REMOVED_RESTART_ADVISED).c_str());
             SetString(kRestartButton, IDS_RESTART_NOW);
             SetString(kRestartLaterButton, IDS_CLOSE);
@@ -149,7 +151,7 @@ void CUninstallDialog::ShowResult() {
         MoveControl(kTitle, 0, 80);
         MoveControl(kStatus, 0, -40);
     }
-    SetResultIcon(result >= 0 || result == kStatusPendingRestart);
+    SetResultIcon(result >= 0 || result == kStatusRemovalAtRestart);
     ShowControl(kResultIcon, true);
     Repaint();
 }

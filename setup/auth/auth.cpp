@@ -6,13 +6,11 @@
 #include <memory>
 
 #include "setup/runtime/payload.h"
-#include "setup/setup_settings.h"
 #include "sys/text_sys.h"
 
 namespace {
 
 constexpr char kFunction[] = "CAuth::Exchange";
-constexpr Status kStatusJsonParseFailed = ToStatus(0x80000042);
 
 std::wstring Wide(const std::string& utf8) {
     std::wstring wide;
@@ -36,11 +34,6 @@ const char* CAuth::MethodName(std::uint32_t method) {
     };
     auto found = kMethods.find(method);
     return found == kMethods.end() ? "" : found->second;
-}
-
-Status CAuth::Init(IRuntime* runtime) {
-    const SetupSettings& settings = GetSetupSettings();
-    return Init(runtime, settings.token, settings.serverUrl);
 }
 
 Status CAuth::Init(IRuntime* runtime, const std::wstring& token, const std::wstring& serverUrl) {
@@ -72,7 +65,7 @@ Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* r
     CObjectSmPtr<IRequest> httpRequest;
     Status status = communication_->CreateRequest(url.c_str(), httpRequest.Receive());
     if (Failed(status)) {
-        LOG_ERROR(kFunction, L"Communication initialization failed", status);
+        log_.Error(kFunction, L"Communication initialization failed", status);
         return status;
     }
     const std::string version = std::to_string(agentVersion_[0]) + "." +
@@ -89,21 +82,21 @@ Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* r
     const std::string body = BodyOf(response);
     if (Failed(status)) {
         if (!body.empty()) {
-            LOG_ERROR(kFunction, L"Error response for request " + methodName + L" " + wideUrl +
+            log_.Error(kFunction, L"Error response for request " + methodName + L" " + wideUrl +
                                      L": " + Wide(body));
         }
-        LOG_ERROR(kFunction, L"Request " + methodName + L" " + wideUrl + L" failed - " +
-                                 FormatStatus(status) + L" (" + std::to_wstring(status) + L")");
+        log_.Error(kFunction, L"Request " + methodName + L" " + wideUrl + L" failed - " +
+                                 CLogging::FormatStatus(status) + L" (" + std::to_wstring(status) + L")");
         return status;
     }
-    LOG_INFO(kFunction, L"HTTP response status code: " + std::to_wstring(httpStatus) +
+    log_.Info(kFunction, L"HTTP response status code: " + std::to_wstring(httpStatus) +
                             L" (request " + methodName + L" " + wideUrl + L")");
     if (!body.empty()) {
-        LOG_INFO(kFunction,
+        log_.Info(kFunction,
                  L"Response for request " + methodName + L" " + wideUrl + L": " + Wide(body));
     }
     if (httpStatus < 200 || httpStatus > 299) {
-        LOG_ERROR(kFunction, L"Server replied with status code " + std::to_wstring(httpStatus) +
+        log_.Error(kFunction, L"Server replied with status code " + std::to_wstring(httpStatus) +
                                  L". Request URL: " + wideUrl);
         return kStatusHttpStatus;
     }

@@ -9,19 +9,15 @@
 #include "setup/runtime/runtime_interfaces.h"
 
 // Claims the installation invite at the backend, through the runtime's communication.
-class CAuth final : public CObjectBase<IObjectBase>, public CLogging {
+class CAuth final : public CObjectBase<IObjectBase> {
 public:
     using Headers = std::map<std::string, std::string>;
     using AgentVersion = std::array<std::uint32_t, 4>;
 
-    explicit CAuth(const AgentVersion& agentVersion) : agentVersion_(agentVersion) {}
+    CAuth(CLogging& log, const AgentVersion& agentVersion)
+        : log_(log), agentVersion_(agentVersion) {}
 
-    std::wstring LogFileName() const override { return L"agentinstaller.log"; }
-    std::wstring ComponentName() const override { return L"Installer"; }
-
-    // Takes the runtime's communication and this run's token and backend address.
-    Status Init(IRuntime* runtime);
-    // The same with the token and address given.
+    // Takes the runtime's communication, the invite token and the backend address.
     Status Init(IRuntime* runtime, const std::wstring& token, const std::wstring& serverUrl);
 
     // DELETE "/install_invites": 0 when the backend hands back the token that was sent.
@@ -34,6 +30,7 @@ public:
     static const char* MethodName(std::uint32_t method);
 
 private:
+    CLogging& log_;
     AgentVersion agentVersion_;
     std::string serverUrl_;
     std::string token_;

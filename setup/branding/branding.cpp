@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <cwctype>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,124 +11,86 @@
 
 namespace {
 
-// Strings two brands share are one object, as their getters are one function.
 constexpr wchar_t kServiceName[] = L"ClientManager";
-constexpr wchar_t kNoText[] = L"";
 constexpr wchar_t kSharedProductGuid[] = L"D74B2E19-6A83-4F05-9C1E-2B07F4A86C53";
-
-constexpr wchar_t kZelkoProgramSubfolder[] = L"ZELKO Software\\Business Agent";
-constexpr wchar_t kOrvCompany[] = L"ORV";
-constexpr wchar_t kOrvProgramSubfolder[] = L"ORV\\Business Agent";
-constexpr wchar_t kTessanCompany[] = L"Tessan";
-constexpr wchar_t kTessanProgramSubfolder[] = L"Tessan\\Business Agent";
-
-std::unique_ptr<CAgentBranding> g_branding;
 
 }  // namespace
 
-// Brand 1. Its company key and folder are upper case with " Software"; its publisher is not.
-const wchar_t* CAgentBrandingZelko::GetCompanyRegistryKey() const {
-    return L"SOFTWARE\\ZELKO Software";
-}
-const wchar_t* CAgentBrandingZelko::GetAgentRegistryKey() const {
-    return L"SOFTWARE\\ZELKO Software\\Business Agent";
-}
-const wchar_t* CAgentBrandingZelko::GetProgramSubfolder() const { return kZelkoProgramSubfolder; }
-const wchar_t* CAgentBrandingZelko::GetCompanyFolder() const { return L"ZELKO Software"; }
-const wchar_t* CAgentBrandingZelko::GetDataSubfolder() const { return kZelkoProgramSubfolder; }
-const wchar_t* CAgentBrandingZelko::GetUninstallRegistryKey() const {
-    return L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Zelko Business";
-}
-const wchar_t* CAgentBrandingZelko::GetPublisher() const { return L"Zelko Software"; }
-const wchar_t* CAgentBrandingZelko::GetProductFamilyName() const { return L"Zelko Business"; }
-const wchar_t* CAgentBrandingZelko::GetWebPageUrl() const { return BRAND1_BUSINESS_SITE; }
-const wchar_t* CAgentBrandingZelko::GetEulaUrl() const { return BRAND1_PUBLIC_SITE L"/eula"; }
-const wchar_t* CAgentBrandingZelko::GetPrivacyPolicyUrl() const {
-    return BRAND1_PUBLIC_SITE L"/privacy-policy";
-}
-const wchar_t* CAgentBrandingZelko::GetServiceName() const { return kServiceName; }
-const wchar_t* CAgentBrandingZelko::GetServiceDisplayName() const {
-    return L"Zelko Business Agent";
-}
-const wchar_t* CAgentBrandingZelko::GetServiceDescription() const {
-    return L"Zelko Business Agent is required for remote management of Zelko products.";
-}
-const wchar_t* CAgentBrandingZelko::GetAuxiliaryText() const { return kNoText; }
-const wchar_t* CAgentBrandingZelko::GetProductGuid() const {
-    return L"3C1F7A52-9B0E-4D6A-A2C4-58E91B7D0F36";
-}
-const wchar_t* CAgentBrandingZelko::GetAgentDownloadUrl() const {
-    return BRAND1_BUSINESS_SITE L"/agent/";
-}
-const wchar_t* CAgentBrandingZelko::GetAntivirusServiceName() const { return L"zelko! Antivirus"; }
-
-// Brand 2. Upper case everywhere but in its uninstall key.
-const wchar_t* CAgentBrandingOrv::GetCompanyRegistryKey() const { return L"SOFTWARE\\ORV"; }
-const wchar_t* CAgentBrandingOrv::GetAgentRegistryKey() const {
-    return L"SOFTWARE\\ORV\\Business Agent";
-}
-const wchar_t* CAgentBrandingOrv::GetProgramSubfolder() const { return kOrvProgramSubfolder; }
-const wchar_t* CAgentBrandingOrv::GetCompanyFolder() const { return kOrvCompany; }
-const wchar_t* CAgentBrandingOrv::GetDataSubfolder() const { return kOrvProgramSubfolder; }
-const wchar_t* CAgentBrandingOrv::GetUninstallRegistryKey() const {
-    return L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Orv Business";
-}
-const wchar_t* CAgentBrandingOrv::GetPublisher() const { return kOrvCompany; }
-const wchar_t* CAgentBrandingOrv::GetProductFamilyName() const { return L"ORV Business"; }
-const wchar_t* CAgentBrandingOrv::GetWebPageUrl() const { return BRAND2_PUBLIC_SITE; }
-const wchar_t* CAgentBrandingOrv::GetEulaUrl() const { return BRAND2_PUBLIC_SITE L"/eula"; }
-const wchar_t* CAgentBrandingOrv::GetPrivacyPolicyUrl() const {
-    return BRAND2_PUBLIC_SITE L"/privacy-policy";
-}
-const wchar_t* CAgentBrandingOrv::GetServiceName() const { return kServiceName; }
-const wchar_t* CAgentBrandingOrv::GetServiceDisplayName() const { return L"ORV Business Agent"; }
-const wchar_t* CAgentBrandingOrv::GetServiceDescription() const {
-    return L"ORV Business Agent is required for remote management of ORV products.";
-}
-const wchar_t* CAgentBrandingOrv::GetAuxiliaryText() const { return kNoText; }
-const wchar_t* CAgentBrandingOrv::GetProductGuid() const { return kSharedProductGuid; }
-const wchar_t* CAgentBrandingOrv::GetAgentDownloadUrl() const {
-    return BRAND2_BUSINESS_SITE L"/agent/";
-}
-const wchar_t* CAgentBrandingOrv::GetAntivirusServiceName() const { return L"ORV Antivirus"; }
-
-// Brand 3. No " Software" suffix; it shares brand 2's product GUID.
-const wchar_t* CAgentBrandingTessan::GetCompanyRegistryKey() const { return L"SOFTWARE\\Tessan"; }
-const wchar_t* CAgentBrandingTessan::GetAgentRegistryKey() const {
-    return L"SOFTWARE\\Tessan\\Business Agent";
-}
-const wchar_t* CAgentBrandingTessan::GetProgramSubfolder() const {
-    return kTessanProgramSubfolder;
-}
-const wchar_t* CAgentBrandingTessan::GetCompanyFolder() const { return kTessanCompany; }
-const wchar_t* CAgentBrandingTessan::GetDataSubfolder() const { return kTessanProgramSubfolder; }
-const wchar_t* CAgentBrandingTessan::GetUninstallRegistryKey() const {
-    return L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Tessan Business";
-}
-const wchar_t* CAgentBrandingTessan::GetPublisher() const { return kTessanCompany; }
-const wchar_t* CAgentBrandingTessan::GetProductFamilyName() const { return L"Tessan Business"; }
-const wchar_t* CAgentBrandingTessan::GetWebPageUrl() const { return BRAND3_PUBLIC_SITE; }
-const wchar_t* CAgentBrandingTessan::GetEulaUrl() const {
-    return BRAND3_LEGAL_SITE L"/us/en/legal/license-services-agreement/";
-}
-const wchar_t* CAgentBrandingTessan::GetPrivacyPolicyUrl() const {
-    return BRAND3_LEGAL_SITE L"/us/en/privacy/global-privacy-statement/";
-}
-const wchar_t* CAgentBrandingTessan::GetServiceName() const { return kServiceName; }
-const wchar_t* CAgentBrandingTessan::GetServiceDisplayName() const {
-    return L"Tessan Business Agent";
-}
-const wchar_t* CAgentBrandingTessan::GetServiceDescription() const {
-    return L"Tessan Business Agent is required for remote management of Tessan products.";
-}
-const wchar_t* CAgentBrandingTessan::GetAuxiliaryText() const { return kNoText; }
-const wchar_t* CAgentBrandingTessan::GetProductGuid() const { return kSharedProductGuid; }
-const wchar_t* CAgentBrandingTessan::GetAgentDownloadUrl() const {
-    return BRAND3_BUSINESS_SITE L"/agent/";
-}
-const wchar_t* CAgentBrandingTessan::GetAntivirusServiceName() const {
-    return L"Tessan Antivirus";
-}
+// Each brand has its irregularities, kept as they ship: brand 1's company key and folder are
+// upper case with " Software" and its publisher is not; brand 2 is upper case everywhere but
+// in its uninstall key; brand 3 has no " Software" suffix and shares brand 2's product GUID.
+// Brand 1 points at its business site, the others at their public sites.
+const CAgentBranding kBrandProfiles[3] = {
+    {
+        .id = kBrandZelko,
+        .companyRegistryKey = L"SOFTWARE\\ZELKO Software",
+        .agentRegistryKey = L"SOFTWARE\\ZELKO Software\\Business Agent",
+        .programSubfolder = L"ZELKO Software\\Business Agent",
+        .companyFolder = L"ZELKO Software",
+        .dataSubfolder = L"ZELKO Software\\Business Agent",
+        .uninstallRegistryKey =
+            L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Zelko Business",
+        .publisher = L"Zelko Software",
+        .productFamilyName = L"Zelko Business",
+        .webPageUrl = BRAND1_BUSINESS_SITE,
+        .eulaUrl = BRAND1_PUBLIC_SITE L"/eula",
+        .privacyPolicyUrl = BRAND1_PUBLIC_SITE L"/privacy-policy",
+        .serviceName = kServiceName,
+        .serviceDisplayName = L"Zelko Business Agent",
+        .serviceDescription =
+            L"Zelko Business Agent is required for remote management of Zelko products.",
+        .auxiliaryText = L"",
+        .productGuid = L"3C1F7A52-9B0E-4D6A-A2C4-58E91B7D0F36",
+        .agentDownloadUrl = BRAND1_BUSINESS_SITE L"/agent/",
+        .antivirusServiceName = L"zelko! Antivirus",
+    },
+    {
+        .id = kBrandOrv,
+        .companyRegistryKey = L"SOFTWARE\\ORV",
+        .agentRegistryKey = L"SOFTWARE\\ORV\\Business Agent",
+        .programSubfolder = L"ORV\\Business Agent",
+        .companyFolder = L"ORV",
+        .dataSubfolder = L"ORV\\Business Agent",
+        .uninstallRegistryKey =
+            L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Orv Business",
+        .publisher = L"ORV",
+        .productFamilyName = L"ORV Business",
+        .webPageUrl = BRAND2_PUBLIC_SITE,
+        .eulaUrl = BRAND2_PUBLIC_SITE L"/eula",
+        .privacyPolicyUrl = BRAND2_PUBLIC_SITE L"/privacy-policy",
+        .serviceName = kServiceName,
+        .serviceDisplayName = L"ORV Business Agent",
+        .serviceDescription =
+            L"ORV Business Agent is required for remote management of ORV products.",
+        .auxiliaryText = L"",
+        .productGuid = kSharedProductGuid,
+        .agentDownloadUrl = BRAND2_BUSINESS_SITE L"/agent/",
+        .antivirusServiceName = L"ORV Antivirus",
+    },
+    {
+        .id = kBrandTessan,
+        .companyRegistryKey = L"SOFTWARE\\Tessan",
+        .agentRegistryKey = L"SOFTWARE\\Tessan\\Business Agent",
+        .programSubfolder = L"Tessan\\Business Agent",
+        .companyFolder = L"Tessan",
+        .dataSubfolder = L"Tessan\\Business Agent",
+        .uninstallRegistryKey =
+            L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Tessan Business",
+        .publisher = L"Tessan",
+        .productFamilyName = L"Tessan Business",
+        .webPageUrl = BRAND3_PUBLIC_SITE,
+        .eulaUrl = BRAND3_LEGAL_SITE L"/us/en/legal/license-services-agreement/",
+        .privacyPolicyUrl = BRAND3_LEGAL_SITE L"/us/en/privacy/global-privacy-statement/",
+        .serviceName = kServiceName,
+        .serviceDisplayName = L"Tessan Business Agent",
+        .serviceDescription =
+            L"Tessan Business Agent is required for remote management of Tessan products.",
+        .auxiliaryText = L"",
+        .productGuid = kSharedProductGuid,
+        .agentDownloadUrl = BRAND3_BUSINESS_SITE L"/agent/",
+        .antivirusServiceName = L"Tessan Antivirus",
+    },
+};
 
 BrandId BrandFromCompanyName(const wchar_t* companyName) {
     std::wstring lower = companyName != nullptr ? companyName : L"";
@@ -170,22 +131,16 @@ BrandId DetectBrand() {
     return BrandFromCompanyName(std::wstring(company, wcsnlen(company, length)).c_str());
 }
 
-CAgentBranding* GetBranding() {
-    if (g_branding) {
-        return g_branding.get();
+const CAgentBranding& BrandProfile(BrandId id) {
+    for (const CAgentBranding& profile : kBrandProfiles) {
+        if (profile.id == id) {
+            return profile;
+        }
     }
-    switch (DetectBrand()) {
-        case kBrandZelko:
-            g_branding = std::make_unique<CAgentBrandingZelko>();
-            break;
-        case kBrandOrv:
-            g_branding = std::make_unique<CAgentBrandingOrv>();
-            break;
-        case kBrandTessan:
-            g_branding = std::make_unique<CAgentBrandingTessan>();
-            break;
-        default:
-            throw UnknownBrandError();
-    }
-    return g_branding.get();
+    throw UnknownBrandError();
+}
+
+const CAgentBranding& GetBranding() {
+    static const CAgentBranding* const profile = &BrandProfile(DetectBrand());
+    return *profile;
 }

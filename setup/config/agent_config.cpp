@@ -4,17 +4,11 @@
 
 #include <openssl/evp.h>
 
-#include "setup/branding/branding.h"
-#include "sys/file_sys.h"
 #include "sys/ini_sys.h"
 #include "sys/text_sys.h"
 
 namespace agent_config {
 namespace {
-
-std::wstring BrandDataFolder() {
-    return file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding()->GetProgramSubfolder();
-}
 
 bool IsFile(const std::wstring& path) {
     DWORD attributes = GetFileAttributesW(path.c_str());
@@ -28,9 +22,13 @@ bool SameIgnoringCase(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-std::wstring StagedConfigPath() { return BrandDataFolder() + L"\\setup\\" + kFileName; }
+std::wstring StagedConfigPath(const std::wstring& dataFolder) {
+    return dataFolder + L"\\setup\\" + kFileName;
+}
 
-std::wstring InstalledConfigPath() { return BrandDataFolder() + L"\\" + kFileName; }
+std::wstring InstalledConfigPath(const std::wstring& dataFolder) {
+    return dataFolder + L"\\" + kFileName;
+}
 
 std::string Sha256Hex(const std::string& bytes) {
     unsigned char digest[EVP_MAX_MD_SIZE];
@@ -104,13 +102,3 @@ Status WriteAgentConfig(const SetupSettings& settings, const std::wstring& stage
 }
 
 }  // namespace agent_config
-
-bool IsTokenChanged() {
-    return agent_config::IsTokenChanged(GetSetupSettings().token,
-                                        agent_config::InstalledConfigPath());
-}
-
-Status WriteAgentConfig() {
-    return agent_config::WriteAgentConfig(GetSetupSettings(), agent_config::StagedConfigPath(),
-                                          agent_config::InstalledConfigPath());
-}

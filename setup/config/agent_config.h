@@ -36,9 +36,9 @@ inline constexpr char kFlowLicenseEnabled[] = "sb_flow_license_enabled";
 inline constexpr char kFlowInfectionsEnabled[] = "sb_flow_infections_enabled";
 
 // The copy setup writes for the installation to take over, and the installed agent's copy,
-// both below the common application-data folder in the brand's folder.
-std::wstring StagedConfigPath();
-std::wstring InstalledConfigPath();
+// both in the agent's data folder.
+std::wstring StagedConfigPath(const std::wstring& dataFolder);
+std::wstring InstalledConfigPath(const std::wstring& dataFolder);
 
 // Lower-case hexadecimal SHA-256 of the bytes.
 std::string Sha256Hex(const std::string& bytes);
@@ -52,7 +52,3 @@ Status WriteAgentConfig(const SetupSettings& settings, const std::wstring& stage
                         const std::wstring& installedPath);
 
 }  // namespace agent_config
-
-// The same for this run's settings and this brand's paths.
-bool IsTokenChanged();
-Status WriteAgentConfig();

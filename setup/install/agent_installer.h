@@ -2,21 +2,20 @@
 
 #include <windows.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "setup/branding/branding.h"
 #include "setup/logging.h"
 #include "setup/progress.h"
 #include "setup/runtime/runtime_bridge.h"
+#include "setup/runtime/runtime_settings.h"
+#include "setup/setup_settings.h"
 #include "sys/library_loader.h"
 #include "sys/status.h"
 
-constexpr Status kStatusStillMissing = ToStatus(0x80000014);
-constexpr Status kStatusDownloadUnavailable = ToStatus(0x8000000A);
-constexpr Status kStatusCopyFailed = ToStatus(0x8000002D);
-constexpr Status kStatusRenameFailed = ToStatus(0x8000002F);
-constexpr Status kStatusProbeNotStarted = ToStatus(0x80000127);
+// The component the installation's lines are written for.
+inline constexpr wchar_t kInstallerComponent[] = L"Installer";
 
 // What the installation works with besides the machine itself. The defaults are the
 // product's; tests replace single entries.
@@ -29,20 +28,20 @@ struct InstallerEnvironment {
     DWORD schedulerProbeLimitMs = 30000;
     std::wstring systemInfoTool;  // empty: systeminfo.exe of the system folder
     DWORD systemInfoLimitMs = 30000;
-    // Called before the steps that can fail after the previous folder was moved aside, by
-    // name; a failing status makes that step fail, and it may throw.
+    // For tests only: called with a step's name before it is done, and with "undo-" and the
+    // name before it is undone; a failing status makes that step fail. It may throw.
     Status (*faultAt)(const char* step) = nullptr;
 };
 
-// Installs or upgrades the agent.
-class AgentInstaller final : public CLogging {
+// Installs or upgrades the agent. The steps are in install_steps.cpp; this class holds what
+// they share with the operations tests call one by one.
+class AgentInstaller {
 public:
-    AgentInstaller();
-    explicit AgentInstaller(InstallerEnvironment environment);
-    ~AgentInstaller() override;
-
-    std::wstring LogFileName() const override { return L"agentinstaller.log"; }
-    std::wstring ComponentName() const override { return L"Installer"; }
+    AgentInstaller(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log,
+                   InstallerEnvironment environment = {});
+    ~AgentInstaller();
+    AgentInstaller(const AgentInstaller&) = delete;
+    AgentInstaller& operator=(const AgentInstaller&) = delete;
 
     // Runs the whole installation; progress may be null (silent run).
     Status Install(IProgress* progress);
@@ -59,52 +58,20 @@ public:
 
     Status StopServiceAndWait(const std::wstring& service);
 
+    // Loads runtime.dll beside this program and makes the runtime; Runtime() is null before.
+    Status StartRuntime();
+    IRuntime* Runtime() const { return session_.runtime.Get(); }
     // Works with a runtime loaded elsewhere instead of loading its own.
     void UseRuntime(IRuntime* runtime);
 
 private:
-    struct ServiceRegistration {
-        bool saved = false;
-        std::wstring imagePath;
-        DWORD type = 0;
-        DWORD startType = 0;
-        std::wstring displayName;
-        std::wstring description;
-    };
-
-    void Progress(Stage stage);
-    Status Fault(const char* step) const;
     Status DownloadInstallerWithErr(const std::wstring& url, std::wstring& path);
-    bool AgentFilesPendingRemoval();
-    Status RunInstall(IProgress* progress);
-    Status EarlyFailure(Status status);
-    Status Rollback(Status status);
-    void RestoreConfig();
-    void RestoreServiceRegistration();
-    void StartAfterRollback(const std::wstring& service);
-    void RemoveNewService();
-    void NoteMissingRuntimeKeys();
-    void RemoveNewRuntimeKeys();
-    Status Succeed();
-    void WriteUninstallEntry();
-    void RemoveFormerConsoleAutostart();
-    void SaveServiceRegistration();
 
+    const SetupSettings& settings_;
+    const CAgentBranding& brand_;
+    CLogging& log_;
     InstallerEnvironment environment_;
-    IProgress* progress_ = nullptr;
     CLibraryLoader loader_;
+    CObjectSmPtr<CRuntimeSettings> host_{new CRuntimeSettings()};
     RuntimeSession session_;
-    std::uint32_t restartNeededCount_ = 0;
-    std::wstring programFolder_;
-    std::wstring previousProgramFolder_;
-    std::wstring backupFolder_;
-    std::wstring installedConfigPath_;
-    std::wstring configBackupPath_;
-    bool protectionRequested_ = false;
-    bool rollbackArmed_ = false;  // the previous folder may have been moved aside
-    bool configPlaced_ = false;   // a new configuration was (maybe partly) written
-    bool serviceTouched_ = false;  // the registration of the agent service may have changed
-    bool serviceCreated_ = false;  // no agent service was registered before
-    std::vector<std::wstring> newRuntimeKeys_;  // runtime settings keys this run creates
-    ServiceRegistration savedService_;
 };

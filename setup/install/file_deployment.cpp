@@ -53,12 +53,12 @@ Status AgentInstaller::CopyFilePath(const std::wstring& source, const std::wstri
     for (int attempt = 0; attempt < kCopyTries && !copied; ++attempt) {
         copied = CopyFileW(source.c_str(), destination.c_str(), FALSE) != FALSE;
         if (!copied) {
-            LOG_WARNING_PREFIXED(kCopyFilePath, L"retrying to copy file to \"" + destination + L"\"");
+            log_.WarningPrefixed(kCopyFilePath, L"retrying to copy file to \"" + destination + L"\"");
             process_sys::SleepFor(std::chrono::milliseconds(1000));
         }
     }
     if (!copied) {
-        LOG_WARNING_PREFIXED(kCopyFilePath,
+        log_.WarningPrefixed(kCopyFilePath,
                              L"Copy file failed, rename the original file \"" + destination + L"\"");
         const std::wstring aside = destination + RandomSuffix() + L".delete";
         if (_wrename(destination.c_str(), aside.c_str()) != 0) {
@@ -67,8 +67,8 @@ Status AgentInstaller::CopyFilePath(const std::wstring& source, const std::wstri
         copied = CopyFileW(source.c_str(), destination.c_str(), FALSE) != FALSE;
         status = copied ? kStatusOk : kStatusCopyFailed;
     }
-    LOG_INFO_PREFIXED(kCopyFilePath, copied ? L"OK: " + destination
+    log_.InfoPrefixed(kCopyFilePath, copied ? L"OK: " + destination
                                             : L"FAILED: " + destination + L" (" +
-                                                  FormatStatus(status) + L")");
+                                                  CLogging::FormatStatus(status) + L")");
     return status;
 }

@@ -6,6 +6,7 @@
 #include "setup/install/agent_installer.h"
 #include "sys/file_sys.h"
 #include "sys/process_sys.h"
+#include "sys/scope_exit.h"
 #include "sys/service_sys.h"
 
 namespace {
@@ -42,11 +43,11 @@ bool AgentInstaller::IsNetFrameworkInstalled() {
         ReadRelease(environment_.netDetectionKey, KEY_WOW64_32KEY, release);
     }
     if (release < kNetRelease48) {
-        LOG_INFO(kFunction, L".NET Framework 4.8 or later is NOT installed (version: " +
+        log_.Info(kFunction, L".NET Framework 4.8 or later is NOT installed (version: " +
                                 std::to_wstring(release) + L")");
         return false;
     }
-    LOG_INFO(kFunction,
+    log_.Info(kFunction,
              L".NET Framework is installed (version: " + std::to_wstring(release) + L")");
     return true;
 }
@@ -61,18 +62,18 @@ Status AgentInstaller::DownloadInstallerWithErr(const std::wstring& url, std::ws
         status = resources->Download(url.c_str(), downloaded, MAX_PATH);
         path = downloaded;
     }
-    LOG_INFO(kFunction, L"Download: " + url + L", path: " + path + L", result: " +
+    log_.Info(kFunction, L"Download: " + url + L", path: " + path + L", result: " +
                             std::to_wstring(status) + L".");
     return status;
 }
 
 Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
     constexpr char kFunction[] = "AgentInstaller::InstallMissingNetFrameworkInstaller";
-    LOG_INFO(kFunction, L"Downloading .NET Framework 4.8");
+    log_.Info(kFunction, L"Downloading .NET Framework 4.8");
     std::wstring downloaded;
     Status status = DownloadInstallerWithErr(environment_.netInstallerUrl, downloaded);
     if (Failed(status)) {
-        LOG_ERROR(kFunction, L"Downloading .NET Framework installer failed", status);
+        log_.Error(kFunction, L"Downloading .NET Framework installer failed", status);
         return status;
     }
     const std::wstring installer = downloaded + L".exe";
@@ -80,15 +81,13 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
         return kStatusRenameFailed;
     }
     // Whatever happens next, the installer and its folder go again.
-    struct Cleanup {
-        std::wstring file;
-        ~Cleanup() {
-            _wremove(file.c_str());
-            RemoveDirectoryW(file_sys::GetParentFolder(file).c_str());
-        }
-    } cleanup{installer};
+    const ScopeExit cleanup([&installer] {
+        // Best effort: a leftover in the runtime's temporary folder harms nothing.
+        _wremove(installer.c_str());
+        RemoveDirectoryW(file_sys::GetParentFolder(installer).c_str());
+    });
 
-    LOG_INFO(kFunction, L"Launching .NET Framework installer: " + installer + L" " +
+    log_.Info(kFunction, L"Launching .NET Framework installer: " + installer + L" " +
                             kNetInstallerArguments);
     CObjectSmPtr<IProcessManager> processes;
     CObjectSmPtr<IProcess> process;
@@ -104,11 +103,11 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
     status = process->Run(installer.c_str(), kNetInstallerArguments, kNetInstallerLimitMs,
                           &exitCode);
     if (!Failed(status) && exitCode == ERROR_SUCCESS_REBOOT_REQUIRED) {
-        LOG_INFO(kFunction, L"installation succeeded, changes will be effective after reboot");
-        return kStatusPendingRestart;
+        log_.Info(kFunction, L"installation succeeded, changes will be effective after reboot");
+        return kStatusPrerequisiteNeedsRestart;
     }
     if (!Failed(status) && exitCode != 0) {
-        LOG_INFO(kFunction,
+        log_.Info(kFunction,
                  L"Installer exited with non-zero exit-code: " + std::to_wstring(exitCode));
     }
     // The registry decides, not the installer's exit code.
@@ -117,24 +116,24 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
 
 Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
     constexpr char kFunction[] = "AgentInstaller::RestartTaskSchedulerServiceIfNeeded";
-    LOG_TRACE(kFunction);
+    log_.Trace(kFunction);
     process_sys::ChildProcess probe(environment_.schedulerProbe,
                                      process_sys::ChildStreams::kInput);
     if (!probe.Started()) {
-        LOG_ERROR(kFunction, L"Could not create schtasks process");
+        log_.Error(kFunction, L"Could not create schtasks process");
         return kStatusProbeNotStarted;
     }
     // Only whether the query ends in time matters; a hung tool means a sick service.
     if (!Failed(probe.Wait(environment_.schedulerProbeLimitMs))) {
-        LOG_INFO(kFunction, L"Task Scheduler service OK");
+        log_.Info(kFunction, L"Task Scheduler service OK");
         return kStatusOk;
     }
-    LOG_INFO(kFunction, L"Stopping Task scheduler service");
+    log_.Info(kFunction, L"Stopping Task scheduler service");
     service_sys::StopService(environment_.schedulerService);
     process_sys::SleepFor(std::chrono::milliseconds(2000));
-    LOG_INFO(kFunction, L"Starting Task scheduler service");
+    log_.Info(kFunction, L"Starting Task scheduler service");
     service_sys::StartServiceByName(environment_.schedulerService);
-    LOG_TRACE(kFunction);
+    log_.Trace(kFunction);
     return kStatusOk;
 }
 
@@ -158,7 +157,7 @@ void AgentInstaller::LogSystemInfo() {
     }
     // One limit for reading and waiting together: a tool that never ends holds nothing up.
     const auto start = std::chrono::steady_clock::now();
-    LOG_INFO(kFunction, L"System info: " + child.ReadOutput(limitMs));
+    log_.Info(kFunction, L"System info: " + child.ReadOutput(limitMs));
     const auto spent = std::chrono::duration_cast<std::chrono::milliseconds>(
                            std::chrono::steady_clock::now() - start)
                            .count();
@@ -169,7 +168,7 @@ void AgentInstaller::LogSystemInfo() {
 Status AgentInstaller::StopServiceAndWait(const std::wstring& service) {
     constexpr char kFunction[] = "AgentInstaller::StopServiceAndWait";
     constexpr int kPasses = 300;
-    LOG_INFO(kFunction, L"waiting until the service stops...");
+    log_.Info(kFunction, L"waiting until the service stops...");
     for (int pass = 0; pass < kPasses; ++pass) {
         const DWORD state = service_sys::GetServiceState(service);
         if (state == SERVICE_STOPPED || state == service_sys::kStateUnknown) {

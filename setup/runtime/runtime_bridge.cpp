@@ -1,5 +1,6 @@
 #include "setup/runtime/runtime_bridge.h"
 
+#include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/config/proxy_envelope.h"
 #include "sys/file_sys.h"
@@ -8,8 +9,7 @@
 #include "sys/text_sys.h"
 
 Status LoadRuntimeManager(ILibraryLoader& loader, CObjectSmPtr<IRuntimeManager>& manager) {
-    const std::wstring path =
-        process_sys::FolderOf(process_sys::GetModulePath()) + L"\\runtime.dll";
+    const std::wstring path = agent_folders::SetupFolder() + L"\\runtime.dll";
     HMODULE module = loader.Load(path);
     if (module == nullptr) {
         return kStatusNoRuntime;
@@ -24,8 +24,7 @@ Status LoadRuntimeManager(ILibraryLoader& loader, CObjectSmPtr<IRuntimeManager>&
 }
 
 Status ApplyDirectoryDefaults(IRuntimeManagerConfiguration& configuration) {
-    const std::wstring dataFolder =
-        file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding()->GetDataSubfolder();
+    const std::wstring dataFolder = agent_folders::DataFolder(GetBranding());
     const std::pair<const wchar_t*, const wchar_t*> defaults[] = {
         {L"runtime://directory/database", L"database"},
         {L"runtime://directory/dump", L"dump"},

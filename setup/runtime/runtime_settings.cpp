@@ -104,7 +104,7 @@ std::wstring RuntimeRegistryBase() {
     std::wstring base = registry_sys::GetRuntimeRegistryBase();
     if (base.empty()) {
         // Before the runtime has registered itself it keeps its settings below the brand.
-        base = std::wstring(GetBranding()->GetCompanyRegistryKey()) + L"\\";
+        base = std::wstring(GetBranding().companyRegistryKey) + L"\\";
     }
     return base;
 }

@@ -96,5 +96,5 @@ Status DeleteOrDeferFolder(const std::wstring& folder) {
     }
     const bool moved = _wrename(folder.c_str(), renamed.c_str()) == 0;
     Status status = MarkFolderForDeletionOnReboot(moved ? renamed : folder);
-    return Failed(status) ? status : kStatusPendingRestart;
+    return Failed(status) ? status : kStatusRemovalAtRestart;
 }

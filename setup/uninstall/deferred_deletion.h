@@ -4,7 +4,6 @@
 
 #include "sys/status.h"
 
-constexpr Status kStatusRebootRegistrationFailed = ToStatus(0x8000002E);
 
 // The next value of the C runtime's generator, seeded once per thread.
 int RandomNumber();

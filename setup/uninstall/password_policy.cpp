@@ -3,12 +3,12 @@
 #include <exception>
 
 #include "db/table_mapper.h"
+#include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "sys/file_sys.h"
 
 Status ReadUninstallPasswordPolicy(bool& requiresPassword) {
-    const std::wstring path = file_sys::GetCommonAppDataFolder() + L"\\" +
-                              GetBranding()->GetProgramSubfolder() + L"\\database\\agent.db";
+    const std::wstring path = agent_folders::DataFolder(GetBranding()) + L"\\database\\agent.db";
     return ReadUninstallPasswordPolicy(path, requiresPassword);
 }
 

@@ -4,7 +4,6 @@
 
 #include "sys/status.h"
 
-constexpr Status kStatusDatabaseUnavailable = ToStatus(0x80000021);
 
 // Whether the console's policy asks for a password before the agent may be removed. The
 // flag is written only on success. The password itself is checked by the agent alone.

@@ -2,20 +2,22 @@
 
 #include <windows.h>
 
+#include <chrono>
 #include <iterator>
 
+#include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/logging.h"
 #include "setup/runtime/runtime_bridge.h"
 #include "setup/runtime/runtime_settings.h"
 #include "setup/setup_settings.h"
+#include "setup/step_runner.h"
 #include "setup/uninstall/deferred_deletion.h"
 #include "sys/file_sys.h"
 #include "sys/process_sys.h"
 #include "sys/registry_sys.h"
 #include "sys/service_sys.h"
 #include "sys/text_sys.h"
-#include "setup/progress.h"
 
 namespace {
 
@@ -33,202 +35,260 @@ bool IsInside(const std::wstring& path, const std::wstring& folder) {
     return lowered.compare(0, prefix.size(), prefix) == 0;
 }
 
-void Show(IProgress* progress, Stage stage) {
-    if (progress != nullptr) {
-        progress->Report(stage);
+// What the steps of one removal share.
+struct UninstallRun {
+    const SetupSettings& settings;
+    const CAgentBranding& brand;
+    CLogging& log;
+    IProgress* progress = nullptr;
+    const std::wstring& password;
+    std::wstring programFolder;
+    Status removal = kStatusOk;  // the removal's own result, by folder
+    CLibraryLoader loader;
+    CObjectSmPtr<CRuntimeSettings> host{new CRuntimeSettings()};
+    RuntimeSession session;
+
+    void Report(Stage stage) const {
+        if (progress != nullptr) {
+            progress->Report(stage);
+        }
     }
-}
+    // Lets go of the runtime library, so that a folder holding it can be removed.
+    void CloseRuntime() {
+        log.DetachLogger();
+        session.runtime.Reset();
+        session.manager.Reset();
+        loader.UnloadUnused();
+    }
+};
+
+class UninstallStep : public Step {
+public:
+    explicit UninstallStep(UninstallRun& run) : run_(run) {}
+
+protected:
+    UninstallRun& run_;
+};
 
 // The removal's lines go to the installer's log through the runtime beside this program.
 // Logging never stops the removal: without the runtime the lines are dropped.
-class UninstallLog final : public CLogging {
+class AttachLog final : public UninstallStep {
 public:
-    UninstallLog() {
-        if (!Failed(StartRuntime(loader_, GetSetupSettings(), host_.Get(), session_))) {
-            SetupLogging(session_.runtime.Get());  // without a logger the lines are dropped
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        if (!Failed(StartRuntime(run_.loader, run_.settings, run_.host.Get(), run_.session))) {
+            run_.log.SetupLogging(run_.session.runtime.Get());  // without it, no lines
         }
+        run_.log.Info(kUninstall, L"Uninstallation was started");
+        run_.Report(Stage::kStoppingServices);
+        return kStatusOk;
     }
-    ~UninstallLog() override { Close(); }
+};
 
-    std::wstring LogFileName() const override { return L"agentinstaller.log"; }
-    std::wstring ComponentName() const override { return L"Uninstaller"; }
+class LocateProgramFolder final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        const Status status = agent_folders::ProgramFolder(run_.brand, false, run_.programFolder);
+        if (Failed(status)) {
+            return run_.log.Check(status, kUninstall, L"the program files folder is unknown");
+        }
+        if (!IsFolder(run_.programFolder)) {
+            return run_.log.Check(kStatusNothingInstalled, kUninstall,
+                                  L"nothing is installed: " + run_.programFolder);
+        }
+        return kStatusOk;
+    }
+};
 
-    // Lets go of the runtime library, so that a folder holding it can be removed.
-    void Close() {
-        DetachLogger();
-        session_.runtime.Reset();
-        session_.manager.Reset();
-        loader_.UnloadUnused();
+// Stops the agent service and waits for every agent process to end, ten minutes at most.
+// A refused or failed removal starts the service again: the machine stays protected.
+class StopAgent final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        bool exists = false;
+        const Status status = service_sys::ServiceExists(run_.brand.serviceName, exists);
+        if (Failed(status)) {
+            return run_.log.Check(status, kUninstall,
+                                  std::wstring(L"could not look for the service ") +
+                                      run_.brand.serviceName);
+        }
+        stopping_ = true;
+        if (exists) {
+            StopService();
+        }
+        WaitForProcesses();
+        return kStatusOk;
+    }
+    void Undo() override {
+        if (stopping_) {
+            run_.log.Info(kUninstall, L"Starting agent service...");
+            // The sequence's status already tells the failure; this is only the way back.
+            service_sys::StartServiceByName(run_.brand.serviceName);
+        }
     }
 
 private:
-    CLibraryLoader loader_;
-    CObjectSmPtr<CRuntimeSettings> host_{new CRuntimeSettings()};
-    RuntimeSession session_;
-};
-
-Status RemoveFolder(UninstallLog& log, const std::wstring& folder) {
-    const Status status = DeleteOrDeferFolder(folder);
-    if (status == kStatusPendingRestart) {
-        log.LOG_WARNING(kUninstall, L"folder will be removed at the next restart: " + folder,
-                        status);
-    } else if (Failed(status)) {
-        log.LOG_ERROR(kUninstall, L"could not remove the folder " + folder, status);
-    }
-    return status;
-}
-
-void RemoveKey(UninstallLog& log, const std::wstring& key, bool recursive) {
-    const Status status = registry_sys::DeleteRegistryKey(key, registry_sys::kSetValue, recursive);
-    if (Failed(status) && status != kStatusNotFound) {
-        // Not part of the result: the files are what matters to the next installation.
-        log.LOG_WARNING(kUninstall, L"could not delete the registry key " + key, status);
-    }
-}
-
-// Everything from the deletion of the service on: removes what it can, reports the first
-// failure by folder.
-Status RemoveAgent(UninstallLog& log, IProgress* progress, const CAgentBranding& brand,
-                   const std::wstring& programFolder) {
-    Show(progress, Stage::kRemovingFiles);
-    log.LOG_INFO(kUninstall, L"Removing files...");
-    const std::wstring dataFolder =
-        file_sys::GetCommonAppDataFolder() + L"\\" + brand.GetProgramSubfolder();
-    std::uint32_t keepDataFolder = 0;
-    if (Failed(ReadRuntimeNumber(L"runtime://agent/keepdatadir", keepDataFolder))) {
-        keepDataFolder = 0;
-    }
-    // This program may run from the folder it removes, with the runtime loaded from there.
-    if (IsInside(process_sys::GetModulePath(), programFolder)) {
-        log.Close();
-    }
-    Status data = kStatusOk;
-    if (keepDataFolder == 0) {
-        data = RemoveFolder(log, dataFolder);
-    } else {
-        log.LOG_INFO(kUninstall, L"the data folder is kept: " + dataFolder);
-    }
-    const Status program = RemoveFolder(log, programFolder);
-    const Status status = Failed(program) ? program : Failed(data) ? data : kStatusOk;
-
-    std::wstring programFiles32;
-    if (!Failed(file_sys::GetProgramFilesFolder(true, programFiles32))) {
-        const std::wstring company = programFiles32 + L"\\" + brand.GetCompanyFolder();
-        if (IsFolder(company)) {
-            RemoveFolder(log, company);  // an older 32-bit leftover; never part of the result
-        }
-    }
-
-    registry_sys::DeleteRegistryKey(brand.GetUninstallRegistryKey(), registry_sys::kSetValue,
-                                    false);  // a key that still has subkeys stays, on purpose
-    const std::wstring base = RuntimeRegistryBase();
-    RemoveKey(log, base + L"SB Runtime", true);
-    RemoveKey(log, base + L"Business Agent", true);
-    RemoveKey(log, L"SOFTWARE\\Classes\\CLSID\\{5E2B8C41-7A3D-4F96-B0E2-1C7D9A34F85B}\\", true);
-    log.LOG_RESULT(kUninstall, status);
-    return status;
-}
-
-// Stops the agent service and waits for every agent process to end, ten minutes at most.
-void StopAgent(UninstallLog& log, const std::wstring& service) {
-    bool exists = false;
-    service_sys::ServiceExists(service, exists);  // checked by the caller already
-    if (exists) {
-        log.LOG_INFO(kUninstall, L"Stopping agent service...");
+    void StopService() {
+        run_.log.Info(kUninstall, L"Stopping agent service...");
         for (int pass = 0; pass < kWaitPasses; ++pass) {
-            if (service_sys::GetServiceState(service) == SERVICE_STOPPED) {
-                break;
+            if (service_sys::GetServiceState(run_.brand.serviceName) == SERVICE_STOPPED) {
+                return;
             }
-            service_sys::StopService(service);  // the state is what counts, not the answer
+            service_sys::StopService(run_.brand.serviceName);  // the state counts, not the answer
             process_sys::SleepFor(std::chrono::milliseconds(1000));
         }
     }
-    for (int pass = 0; pass < kWaitPasses; ++pass) {
-        if (process_sys::GetPidsByName(L"agentsvc.exe").empty()) {
-            return;
+    void WaitForProcesses() {
+        for (int pass = 0; pass < kWaitPasses; ++pass) {
+            if (process_sys::GetPidsByName(L"agentsvc.exe").empty()) {
+                return;
+            }
+            process_sys::SleepFor(std::chrono::milliseconds(1000));
         }
-        process_sys::SleepFor(std::chrono::milliseconds(1000));
+        run_.log.Warning(kUninstall, L"agent processes still run; asking the agent all the same");
     }
-    log.LOG_WARNING(kUninstall, L"agent processes still run; asking the agent all the same");
-}
+
+    bool stopping_ = false;
+};
 
 // The agent decides: it checks the password against its own policy and tidies its state.
-Status RunFarewell(UninstallLog& log, const std::wstring& programFolder,
-                   const std::wstring& password) {
-    std::wstring arguments = FarewellArguments(password);
-    std::wstring commandLine =
-        process_sys::BuildCommandLine(programFolder + L"\\agentsvc.exe", arguments.c_str());
+class Farewell final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override;
+
+private:
+    Status ExitStatus(DWORD exitCode);
+};
+
+Status Farewell::Do() {
+    run_.Report(Stage::kInitialising);
+    std::wstring arguments = FarewellArguments(run_.password);
+    std::wstring commandLine = process_sys::BuildCommandLine(
+        run_.programFolder + L"\\agentsvc.exe", arguments.c_str());
     process_sys::ChildProcess farewell(commandLine, process_sys::ChildStreams::kInherit);
     SecureZeroMemory(arguments.data(), arguments.size() * sizeof(wchar_t));
     SecureZeroMemory(commandLine.data(), commandLine.size() * sizeof(wchar_t));
     if (!farewell.Started()) {
-        log.LOG_ERROR(kUninstall, L"could not start the agent's farewell run, GetLastError: " +
-                                      std::to_wstring(GetLastError()),
-                      kStatusCannotStartProgram);
-        return kStatusCannotStartProgram;
+        return run_.log.Check(kStatusCannotStartProgram, kUninstall,
+                              L"could not start the agent's farewell run, GetLastError: " +
+                                  std::to_wstring(GetLastError()));
     }
-    Status status = farewell.Wait(0);
+    const Status status = farewell.Wait(0);
     if (Failed(status)) {
-        log.LOG_ERROR(kUninstall, L"waiting for the agent's farewell run failed", status);
-        return status;
+        return run_.log.Check(status, kUninstall, L"waiting for the agent's farewell run failed");
     }
     DWORD exitCode = 0;
     if (!GetExitCodeProcess(farewell.Process(), &exitCode)) {
         exitCode = 0xFFFFFFFF;
     }
+    return ExitStatus(exitCode);
+}
+
+Status Farewell::ExitStatus(DWORD exitCode) {
     if (exitCode == 0) {
-        log.LOG_INFO(kUninstall, L"the agent agreed to be removed");
+        run_.log.Info(kUninstall, L"the agent agreed to be removed");
         return kStatusOk;
     }
     if (exitCode == static_cast<DWORD>(kStatusPasswordRefused)) {
-        log.LOG_ERROR(kUninstall, L"the agent refused the password", kStatusPasswordRefused);
-        return kStatusPasswordRefused;
+        return run_.log.Check(kStatusPasswordRefused, kUninstall, L"the agent refused the password");
     }
-    log.LOG_ERROR(kUninstall, L"the agent's farewell run ended with " + std::to_wstring(exitCode),
-                  kStatusFarewellFailed);
-    return kStatusFarewellFailed;
+    return run_.log.Check(kStatusFarewellFailed, kUninstall,
+                          L"the agent's farewell run ended with " + std::to_wstring(exitCode));
 }
 
-Status Uninstall(UninstallLog& log, IProgress* progress, const std::wstring& password) {
-    const CAgentBranding& brand = *GetBranding();
-    log.LOG_INFO(kUninstall, L"Uninstallation was started");
-    Show(progress, Stage::kStoppingServices);
-    std::wstring programFiles;
-    Status status = file_sys::GetProgramFilesFolder(false, programFiles);
-    if (Failed(status)) {
-        log.LOG_ERROR(kUninstall, L"the program files folder is unknown", status);
-        return status;
+class DeleteService final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        return run_.log.Check(service_sys::DeleteServiceByName(run_.brand.serviceName),
+                              kUninstall,
+                              std::wstring(L"could not delete the service ") +
+                                  run_.brand.serviceName);
     }
-    const std::wstring programFolder = programFiles + L"\\" + brand.GetProgramSubfolder();
-    if (!IsFolder(programFolder)) {
-        log.LOG_ERROR(kUninstall, L"nothing is installed: " + programFolder,
-                      kStatusNothingInstalled);
-        return kStatusNothingInstalled;
-    }
-    const std::wstring service = brand.GetServiceName();
-    bool exists = false;
-    status = service_sys::ServiceExists(service, exists);
-    if (Failed(status)) {
-        log.LOG_ERROR(kUninstall, L"could not look for the service " + service, status);
-        return status;
-    }
-    StopAgent(log, service);
-    Show(progress, Stage::kInitialising);
+};
 
-    status = RunFarewell(log, programFolder, password);
-    if (!Failed(status)) {
-        status = service_sys::DeleteServiceByName(service);
-        if (Failed(status)) {
-            log.LOG_ERROR(kUninstall, L"could not delete the service " + service, status);
+Status RemoveFolder(CLogging& log, const std::wstring& folder) {
+    const Status status = DeleteOrDeferFolder(folder);
+    if (status == kStatusRemovalAtRestart) {
+        log.Warning(kUninstall, L"folder will be removed at the next restart: " + folder, status);
+    } else if (Failed(status)) {
+        log.Error(kUninstall, L"could not remove the folder " + folder, status);
+    }
+    return status;
+}
+
+void RemoveKey(CLogging& log, const std::wstring& key, bool recursive) {
+    const Status status = registry_sys::DeleteRegistryKey(key, registry_sys::kSetValue, recursive);
+    if (Failed(status) && status != kStatusNotFound) {
+        // Not part of the result: the files are what matters to the next installation.
+        log.Warning(kUninstall, L"could not delete the registry key " + key, status);
+    }
+}
+
+// From the deletion of the service on nothing stops the removal: it removes what it can and
+// its result is the first failure by folder, the program folder's first.
+class RemoveFiles final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        run_.Report(Stage::kRemovingFiles);
+        run_.log.Info(kUninstall, L"Removing files...");
+        const std::wstring dataFolder = agent_folders::DataFolder(run_.brand);
+        std::uint32_t keepDataFolder = 0;
+        if (Failed(ReadRuntimeNumber(L"runtime://agent/keepdatadir", keepDataFolder))) {
+            keepDataFolder = 0;
         }
+        // This program may run from the folder it removes, with the runtime loaded from there.
+        if (IsInside(process_sys::GetModulePath(), run_.programFolder)) {
+            run_.CloseRuntime();
+        }
+        Status data = kStatusOk;
+        if (keepDataFolder == 0) {
+            data = RemoveFolder(run_.log, dataFolder);
+        } else {
+            run_.log.Info(kUninstall, L"the data folder is kept: " + dataFolder);
+        }
+        const Status program = RemoveFolder(run_.log, run_.programFolder);
+        run_.removal = Failed(program) ? program : Failed(data) ? data : kStatusOk;
+        std::wstring company32;
+        if (!Failed(agent_folders::CompanyFolder(run_.brand, true, company32)) &&
+            IsFolder(company32)) {
+            RemoveFolder(run_.log, company32);  // an older 32-bit leftover; never part of the result
+        }
+        return kStatusOk;
     }
-    if (Failed(status)) {
-        // Refused or failed: the machine stays protected.
-        log.LOG_INFO(kUninstall, L"Starting agent service...");
-        service_sys::StartServiceByName(service);  // the status already tells the failure
-        return status;
+};
+
+class RemoveKeys final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        // A key that still has subkeys stays, on purpose; nothing to report either way.
+        registry_sys::DeleteRegistryKey(run_.brand.uninstallRegistryKey, registry_sys::kSetValue,
+                                        false);
+        const std::wstring base = RuntimeRegistryBase();
+        RemoveKey(run_.log, base + L"SB Runtime", true);
+        RemoveKey(run_.log, base + L"Business Agent", true);
+        RemoveKey(run_.log, L"SOFTWARE\\Classes\\CLSID\\{5E2B8C41-7A3D-4F96-B0E2-1C7D9A34F85B}\\",
+                  true);
+        run_.log.Result(kUninstall, run_.removal);
+        return kStatusOk;
     }
-    return RemoveAgent(log, progress, brand, programFolder);
+};
+
+std::vector<SequenceStep> UninstallSteps(UninstallRun& run) {
+    std::vector<SequenceStep> steps;
+    steps.push_back({"attach-log", std::make_unique<AttachLog>(run)});
+    steps.push_back({"locate-program-folder", std::make_unique<LocateProgramFolder>(run)});
+    steps.push_back({"stop-agent", std::make_unique<StopAgent>(run)});
+    steps.push_back({"farewell", std::make_unique<Farewell>(run)});
+    steps.push_back({"delete-service", std::make_unique<DeleteService>(run)});
+    steps.push_back({"remove-files", std::make_unique<RemoveFiles>(run)});
+    steps.push_back({"remove-keys", std::make_unique<RemoveKeys>(run)});
+    return steps;
 }
 
 }  // namespace
@@ -250,17 +310,11 @@ std::wstring FarewellArguments(const std::wstring& password) {
     return arguments;
 }
 
-Status UninstallAgent(IProgress* progress, const std::wstring& password) {
-    UninstallLog log;
-    try {
-        return Uninstall(log, progress, password);
-    } catch (const UnknownBrandError&) {
-        throw;  // the entry turns it into its own exit code
-    } catch (const std::exception& error) {
-        log.LOG_ERROR(kUninstall, L"unexpected exception: " + text_sys::Widen(error.what()),
-                      kStatusUnexpectedException);
-    } catch (...) {
-        log.LOG_ERROR(kUninstall, L"unexpected exception", kStatusUnexpectedException);
-    }
-    return kStatusUnexpectedException;
+Status UninstallAgent(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log,
+                      IProgress* progress, const std::wstring& password) {
+    UninstallRun run{settings, brand, log, progress, password};
+    StepRunner runner(log, kUninstall, UninstallSteps(run), {"stop-agent"}, {});
+    const Status status = runner.Run();
+    run.CloseRuntime();
+    return Failed(status) ? status : run.removal;
 }

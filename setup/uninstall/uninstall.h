@@ -4,14 +4,18 @@
 
 #include "sys/status.h"
 
-class IProgress;
+#include "setup/branding/branding.h"
+#include "setup/logging.h"
+#include "setup/progress.h"
+#include "setup/setup_settings.h"
 
-constexpr Status kStatusNothingInstalled = ToStatus(0x80000031);
-constexpr Status kStatusPasswordRefused = ToStatus(0x80000017);
-constexpr Status kStatusFarewellFailed = ToStatus(0x80000014);
+inline constexpr wchar_t kUninstallerComponent[] = L"Uninstaller";
+
 
 // The farewell arguments, the password quoted with backslash escapes.
 std::wstring FarewellArguments(const std::wstring& password);
 
-// Removes the installed agent once the agent itself accepts the password.
-Status UninstallAgent(IProgress* progress, const std::wstring& password);
+// Removes the installed agent once the agent itself accepts the password. The log is
+// attached to the runtime beside this program for the removal's lines.
+Status UninstallAgent(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log,
+                      IProgress* progress, const std::wstring& password);

@@ -10,8 +10,8 @@
 int wmain(int argc, wchar_t** argv) {
     if (argc > 1 && std::wstring(argv[1]) == L"get") {
         try {
-            std::printf("%ls", GetBranding()->GetServiceDisplayName());
-            return static_cast<int>(GetBranding()->GetBrandId());
+            std::printf("%ls", GetBranding().serviceDisplayName);
+            return static_cast<int>(GetBranding().id);
         } catch (const std::runtime_error& error) {
             std::printf("%s", error.what());
             return 100;

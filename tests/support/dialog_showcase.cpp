@@ -83,7 +83,7 @@ int wmain(int argc, wchar_t** argv) {
         return blocked ? Blocked(progress, Stage::kRemovingFiles) : result;
     };
     const std::wstring dataFolder =
-        file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding()->GetDataSubfolder();
+        file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding().dataSubfolder;
     WritePasswordPolicy(dataFolder, screen == L"confirm-password" || screen == L"wrong-password",
                         "");
 

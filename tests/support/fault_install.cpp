@@ -1,7 +1,7 @@
 // Runs the installation like a silent setup.exe, with one step made to fail: the step is
-// named by the environment variable HOLLIN_FAULT_STEP ("copy", "config-copy", "service",
-// "recovery", ...; several separated by commas); "throw-" before a name makes it throw
-// instead. HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
+// named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
+// "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
+// before a name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
 // ends with the installation's status. Used from a package folder of its own, in place of
 // setup.exe.
 #include <windows.h>
@@ -40,6 +40,7 @@ int wmain() {
     if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
         environment.netInstallerUrl = netUrl;
     }
-    AgentInstaller installer(environment);
+    CLogging log(kInstallerLogFile, kInstallerComponent);
+    AgentInstaller installer(GetSetupSettings(), GetBranding(), log, environment);
     return static_cast<int>(installer.Install(nullptr));
 }

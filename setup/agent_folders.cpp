@@ -1,0 +1,34 @@
+#include "setup/agent_folders.h"
+
+#include "sys/file_sys.h"
+#include "sys/process_sys.h"
+
+namespace agent_folders {
+namespace {
+
+Status UnderProgramFiles(bool x86, const wchar_t* subfolder, std::wstring& folder) {
+    std::wstring programFiles;
+    const Status status = file_sys::GetProgramFilesFolder(x86, programFiles);
+    if (!Failed(status)) {
+        folder = programFiles + L"\\" + subfolder;
+    }
+    return status;
+}
+
+}  // namespace
+
+std::wstring SetupFolder() { return process_sys::FolderOf(process_sys::GetModulePath()); }
+
+Status ProgramFolder(const CAgentBranding& brand, bool x86, std::wstring& folder) {
+    return UnderProgramFiles(x86, brand.dataSubfolder, folder);
+}
+
+Status CompanyFolder(const CAgentBranding& brand, bool x86, std::wstring& folder) {
+    return UnderProgramFiles(x86, brand.companyFolder, folder);
+}
+
+std::wstring DataFolder(const CAgentBranding& brand) {
+    return file_sys::GetCommonAppDataFolder() + L"\\" + brand.programSubfolder;
+}
+
+}  // namespace agent_folders
