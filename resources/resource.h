@@ -10,6 +10,31 @@
 #define IDD_INSTALL 110
 #define IDD_UNINSTALL 111
 
+// Controls of the two dialog templates; a control that both have keeps one id.
+#define IDC_PROGRESS_BAR 1035
+#define IDC_STATUS 1048
+#define IDC_PASSWORD_CAPTION 1054
+#define IDC_SUBTITLE 1056
+#define IDC_CLOSE_GLYPH 1074
+#define IDC_CLOSE_BUTTON 1075
+#define IDC_CANCEL_BUTTON 1076
+#define IDC_OPEN_LOG_BUTTON 1077
+#define IDC_ANIMATION 1080
+#define IDC_PASSWORD_ENTRY 1083
+#define IDC_MAIN_BUTTON 1113
+#define IDC_TITLE 1114
+#define IDC_VERSION 1115
+#define IDC_FOOTER 1116
+#define IDC_AGREEMENT_LINK 1117
+#define IDC_RESULT_ICON 1118
+#define IDC_RESTART_BUTTON 1119
+#define IDC_RESTART_LATER_BUTTON 1120
+#define IDC_BETA_LABEL 2001
+
+// The command the worker thread posts to its dialog when its work has ended. No control
+// may have this id.
+#define ID_WORK_COMPLETED 1999
+
 // Brand artwork: window backgrounds, close glyphs, result icons.
 #define IDB_BACKGROUND_ZELKO 129
 #define IDB_BACKGROUND_ORV 130

@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "resources/resource.h"
 #include "tests/support/gdiplus_environment.h"
 #include "ui/button_control.h"
 #include "ui/rounded_label.h"
@@ -18,7 +19,6 @@ const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvi
 
 constexpr int kWidth = 120;
 constexpr int kHeight = 30;
-constexpr int kButtonId = 1113;
 
 // A parent window that records the commands its buttons post.
 class ButtonHost {
@@ -34,7 +34,7 @@ public:
         SetWindowLongPtrW(parent_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
         button_ = CreateWindowExW(0, L"Button", caption, WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON, 50,
                                   50, kWidth, kHeight, parent_,
-                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(kButtonId)),
+                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(IDC_MAIN_BUTTON)),
                                   windowClass.hInstance, nullptr);
     }
     ~ButtonHost() { DestroyWindow(parent_); }
@@ -201,7 +201,7 @@ TEST(OwnerDrawnButtons, WorkByMouseOnly) {
     EXPECT_EQ(button.CurrentState(), CButtonControl::kPressed);
     SendMessageW(window, WM_LBUTTONUP, 0, MAKELPARAM(5, 5));
     EXPECT_EQ(button.CurrentState(), CButtonControl::kNormal);
-    EXPECT_EQ(host.TakeCommands(), std::vector<WPARAM>{kButtonId});
+    EXPECT_EQ(host.TakeCommands(), std::vector<WPARAM>{IDC_MAIN_BUTTON});
 
     // Released outside: nothing.
     SendMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
@@ -233,11 +233,9 @@ TEST(OwnerDrawnButtons, WorkByMouseOnly) {
 TEST(OwnerDrawnButtons, OnlyPushButtonsAreTakenOverAndTheirRoleDecidesTheLook) {
     ButtonHost host(L"Install");
     HWND parent = GetParent(host.Button());
-    constexpr unsigned kCancelId = 1076;
-    HWND cancel = CreateWindowExW(0, L"Button", L"Cancel", WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON,
-                                  0, 0, 50, 20, parent,
-                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(kCancelId)),
-                                  nullptr, nullptr);
+    HWND cancel = CreateWindowExW(
+        0, L"Button", L"Cancel", WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON, 0, 0, 50, 20, parent,
+        reinterpret_cast<HMENU>(static_cast<INT_PTR>(IDC_CANCEL_BUTTON)), nullptr, nullptr);
     HWND other = CreateWindowExW(0, L"Button", L"Later", WS_CHILD | WS_VISIBLE | BS_DEFPUSHBUTTON,
                                  0, 0, 50, 20, parent, nullptr, nullptr, nullptr);
     HWND check = CreateWindowExW(0, L"Button", L"Check", WS_CHILD | BS_AUTOCHECKBOX, 0, 0, 50, 20,
@@ -245,7 +243,7 @@ TEST(OwnerDrawnButtons, OnlyPushButtonsAreTakenOverAndTheirRoleDecidesTheLook) {
     CreateWindowExW(0, L"Static", L"Text", WS_CHILD, 0, 0, 50, 20, parent, nullptr, nullptr,
                     nullptr);
     std::vector<std::unique_ptr<CButtonControl>> buttons;
-    SubclassAllButtons(parent, {kCancelId}, buttons);
+    SubclassAllButtons(parent, {IDC_CANCEL_BUTTON}, buttons);
     ASSERT_EQ(buttons.size(), 3u);
     for (const auto& button : buttons) {
         EXPECT_NE(button->Window(), check);

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
@@ -58,19 +59,19 @@ protected:
 
 TEST_F(InstallWindow, ReadyScreen) {
     HWND window = Open();
-    EXPECT_EQ(Text(window, 1114), L"Business Agent");
-    EXPECT_EQ(Text(window, 1113), L"Install");
-    EXPECT_TRUE(Visible(window, 1113));
-    EXPECT_TRUE(Visible(window, 1117));
-    EXPECT_TRUE(Visible(window, 1074));
-    EXPECT_FALSE(Visible(window, 1035));
-    EXPECT_FALSE(Visible(window, 1048));
-    EXPECT_FALSE(Visible(window, 2001));
-    EXPECT_EQ(Text(window, 1056), LoadUiString(346));
-    const std::wstring links = Text(window, 1117);
+    EXPECT_EQ(Text(window, IDC_TITLE), L"Business Agent");
+    EXPECT_EQ(Text(window, IDC_MAIN_BUTTON), L"Install");
+    EXPECT_TRUE(Visible(window, IDC_MAIN_BUTTON));
+    EXPECT_TRUE(Visible(window, IDC_AGREEMENT_LINK));
+    EXPECT_TRUE(Visible(window, IDC_CLOSE_GLYPH));
+    EXPECT_FALSE(Visible(window, IDC_PROGRESS_BAR));
+    EXPECT_FALSE(Visible(window, IDC_STATUS));
+    EXPECT_FALSE(Visible(window, IDC_BETA_LABEL));
+    EXPECT_EQ(Text(window, IDC_SUBTITLE), LoadUiString(346));
+    const std::wstring links = Text(window, IDC_AGREEMENT_LINK);
     EXPECT_NE(links.find(L"<a href=\"https://"), std::wstring::npos) << test_support::Narrow(links);
-    EXPECT_EQ(Text(window, 1115).rfind(L"ver. ", 0), 0u);
-    EXPECT_EQ(PictureSize(window, 1074).cx, 20);
+    EXPECT_EQ(Text(window, IDC_VERSION).rfind(L"ver. ", 0), 0u);
+    EXPECT_EQ(PictureSize(window, IDC_CLOSE_GLYPH).cx, 20);
 }
 
 // What the system's own controls get wrong on their own, by common_controls_repro.exe.
@@ -95,7 +96,8 @@ TEST_F(InstallWindow, AgreementLineHasTheBrandsTwoLinks) {
         LITEM item{};
         item.mask = LIF_ITEMINDEX | LIF_URL;
         item.iLink = index;
-        if (!SendDlgItemMessageW(window, 1117, LM_GETITEM, 0, reinterpret_cast<LPARAM>(&item)))
+        if (!SendDlgItemMessageW(window, IDC_AGREEMENT_LINK, LM_GETITEM, 0,
+                                 reinterpret_cast<LPARAM>(&item)))
             break;
         addresses.push_back(item.szUrl);
     }
@@ -107,17 +109,18 @@ TEST_F(InstallWindow, AgreementLineHasTheBrandsTwoLinks) {
 TEST_F(InstallWindow, NotAdministrator) {
     GetDialogSeams().isAdministrator = [] { return false; };
     HWND window = Open();
-    EXPECT_FALSE(Visible(window, 1113));
-    EXPECT_TRUE(Visible(window, 1048));
-    EXPECT_TRUE(Visible(window, 1075));
-    EXPECT_EQ(Text(window, 1048),
+    EXPECT_FALSE(Visible(window, IDC_MAIN_BUTTON));
+    EXPECT_TRUE(Visible(window, IDC_STATUS));
+    EXPECT_TRUE(Visible(window, IDC_CLOSE_BUTTON));
+    EXPECT_EQ(Text(window, IDC_STATUS),
               L"You must have administrative privileges to install the software.");
     // The Close button shows its face: nothing lies over it.
-    EXPECT_FALSE(Visible(window, 1117));
+    EXPECT_FALSE(Visible(window, IDC_AGREEMENT_LINK));
     Pump(200);
-    const RECT close = ControlRect(window, 1075);
-    EXPECT_EQ(ControlPixel(window, 1075, {8, (close.bottom - close.top) / 2}), 0x0070F6u);
-    Press(window, 1075);
+    const RECT close = ControlRect(window, IDC_CLOSE_BUTTON);
+    EXPECT_EQ(ControlPixel(window, IDC_CLOSE_BUTTON, {8, (close.bottom - close.top) / 2}),
+              0x0070F6u);
+    Press(window, IDC_CLOSE_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
 }
 
@@ -144,23 +147,23 @@ TEST_F(InstallWindow, ResultScreens) {
         SCOPED_TRACE(::testing::Message() << std::hex << expected.result);
         InstallWith(expected.result);
         HWND window = dialog_->Window();
-        EXPECT_EQ(Text(window, 1048), expected.status);
-        EXPECT_TRUE(Visible(window, 1048));
-        EXPECT_TRUE(Visible(window, 1118));
-        EXPECT_FALSE(Visible(window, 1056));
-        EXPECT_FALSE(Visible(window, 1035));
-        EXPECT_FALSE(Visible(window, 1113));
-        EXPECT_FALSE(Visible(window, 1119));
-        EXPECT_TRUE(
-            SameSize(PictureSize(window, 1118), expected.success ? kSuccessIcon : kFailureIcon));
-        EXPECT_EQ(Visible(window, 1075), expected.success);
-        EXPECT_EQ(Visible(window, 1077), !expected.success);
-        EXPECT_EQ(Visible(window, 1076), !expected.success);
+        EXPECT_EQ(Text(window, IDC_STATUS), expected.status);
+        EXPECT_TRUE(Visible(window, IDC_STATUS));
+        EXPECT_TRUE(Visible(window, IDC_RESULT_ICON));
+        EXPECT_FALSE(Visible(window, IDC_SUBTITLE));
+        EXPECT_FALSE(Visible(window, IDC_PROGRESS_BAR));
+        EXPECT_FALSE(Visible(window, IDC_MAIN_BUTTON));
+        EXPECT_FALSE(Visible(window, IDC_RESTART_BUTTON));
+        EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON),
+                             expected.success ? kSuccessIcon : kFailureIcon));
+        EXPECT_EQ(Visible(window, IDC_CLOSE_BUTTON), expected.success);
+        EXPECT_EQ(Visible(window, IDC_OPEN_LOG_BUTTON), !expected.success);
+        EXPECT_EQ(Visible(window, IDC_CANCEL_BUTTON), !expected.success);
         if (expected.success) {
-            EXPECT_EQ(Text(window, 1075), L"Finish");
+            EXPECT_EQ(Text(window, IDC_CLOSE_BUTTON), L"Finish");
         } else {
-            EXPECT_EQ(Text(window, 1077), L"Open install log");
-            EXPECT_EQ(Text(window, 1076), L"Cancel");
+            EXPECT_EQ(Text(window, IDC_OPEN_LOG_BUTTON), L"Open install log");
+            EXPECT_EQ(Text(window, IDC_CANCEL_BUTTON), L"Cancel");
         }
     }
 }
@@ -173,14 +176,14 @@ TEST_F(InstallWindow, AnExceptionInTheWorkerBecomesAFailure) {
     Open();
     PressMainButtonAndWait();
     EXPECT_EQ(dialog_->Result(), ToStatus(0x80000044));
-    EXPECT_EQ(Text(dialog_->Window(), 1048), L"Installation failed (80000044)");
+    EXPECT_EQ(Text(dialog_->Window(), IDC_STATUS), L"Installation failed (80000044)");
     EXPECT_TRUE(dialog_->FailedUnexpectedly());
 }
 
 TEST_F(InstallWindow, AnExceptionOnTheWindowsThreadEndsTheRun) {
     InstallWith(ToStatus(0x10000005));
     GetDialogSeams().requestReboot = [] { throw std::bad_alloc(); };
-    Press(dialog_->Window(), 1119);
+    Press(dialog_->Window(), IDC_RESTART_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
     EXPECT_TRUE(dialog_->FailedUnexpectedly());
 }
@@ -189,7 +192,7 @@ TEST_F(InstallWindow, FreesItsPicturesWithTheWindow) {
     InstallWith(0);
     HWND window = dialog_->Window();
     std::vector<HGDIOBJ> pictures;
-    for (int id : {1074, 1118})
+    for (int id : {IDC_CLOSE_GLYPH, IDC_RESULT_ICON})
         pictures.push_back(reinterpret_cast<HGDIOBJ>(
             SendDlgItemMessageW(window, id, STM_GETIMAGE, IMAGE_BITMAP, 0)));
     dialog_.reset();
@@ -202,24 +205,24 @@ TEST_F(InstallWindow, FreesItsPicturesWithTheWindow) {
 TEST_F(InstallWindow, RestartRequiredScreen) {
     InstallWith(ToStatus(0x10000005));
     HWND window = dialog_->Window();
-    EXPECT_EQ(Text(window, 1048), L"Installation completed. Restart required.");
-    EXPECT_TRUE(SameSize(PictureSize(window, 1118), kSuccessIcon));
-    EXPECT_FALSE(Visible(window, 1075));
-    EXPECT_TRUE(Visible(window, 1076));
-    EXPECT_EQ(Text(window, 1076), L"Finish");
-    EXPECT_TRUE(Visible(window, 1119));
-    EXPECT_EQ(Text(window, 1119), L"Restart now");
+    EXPECT_EQ(Text(window, IDC_STATUS), L"Installation completed. Restart required.");
+    EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kSuccessIcon));
+    EXPECT_FALSE(Visible(window, IDC_CLOSE_BUTTON));
+    EXPECT_TRUE(Visible(window, IDC_CANCEL_BUTTON));
+    EXPECT_EQ(Text(window, IDC_CANCEL_BUTTON), L"Finish");
+    EXPECT_TRUE(Visible(window, IDC_RESTART_BUTTON));
+    EXPECT_EQ(Text(window, IDC_RESTART_BUTTON), L"Restart now");
     // Finish moved left, beside Restart now.
     HWND probe = CreateDialogParamW(
-        GetModuleHandleW(nullptr), MAKEINTRESOURCEW(110), nullptr,
+        GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_INSTALL), nullptr,
         [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return 0; }, 0);
-    EXPECT_EQ(Position(window, 1076).x, Position(probe, 1076).x - 45);
+    EXPECT_EQ(Position(window, IDC_CANCEL_BUTTON).x, Position(probe, IDC_CANCEL_BUTTON).x - 45);
     DestroyWindow(probe);
 
     // A refused reboot still closes the window.
     int reboots = 0;
     GetDialogSeams().requestReboot = [&] { ++reboots; };
-    Press(window, 1119);
+    Press(window, IDC_RESTART_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
     EXPECT_EQ(reboots, 1);
 }
@@ -228,13 +231,13 @@ TEST_F(InstallWindow, ClosingIsRefusedWhileInstalling) {
     HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     BlockInstallationUntil(release);
     HWND window = Open();
-    Press(window, 1113);
-    ASSERT_TRUE(PumpUntil([&] { return Text(window, 1048) == L"Copying files..."; }, 5000));
-    EXPECT_TRUE(Visible(window, 1035));
-    EXPECT_EQ(Text(window, 1056), L"Installation in progress");
+    Press(window, IDC_MAIN_BUTTON);
+    ASSERT_TRUE(PumpUntil([&] { return Text(window, IDC_STATUS) == L"Copying files..."; }, 5000));
+    EXPECT_TRUE(Visible(window, IDC_PROGRESS_BAR));
+    EXPECT_EQ(Text(window, IDC_SUBTITLE), L"Installation in progress");
 
     // Close glyph, Alt+F4 and the other closing commands do nothing now.
-    for (int id : {1074, 1075, 1076, 1119})
+    for (int id : {IDC_CLOSE_GLYPH, IDC_CLOSE_BUTTON, IDC_CANCEL_BUTTON, IDC_RESTART_BUTTON})
         Press(window, id);
     PostMessageW(window, WM_CLOSE, 0, 0);
     PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0);
@@ -244,7 +247,7 @@ TEST_F(InstallWindow, ClosingIsRefusedWhileInstalling) {
 
     SetEvent(release);
     ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 10000));
-    Press(window, 1074);
+    Press(window, IDC_CLOSE_GLYPH);
     EXPECT_TRUE(PumpUntilQuit(5000));
     CloseHandle(release);
 }
@@ -253,10 +256,10 @@ TEST_F(InstallWindow, ProgressBarWrapsAround) {
     HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     BlockInstallationUntil(release);
     HWND window = Open();
-    Press(window, 1113);
+    Press(window, IDC_MAIN_BUTTON);
     ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
-    HWND animation = GetDlgItem(window, 1080);
-    HWND bar = GetDlgItem(window, 1035);
+    HWND animation = GetDlgItem(window, IDC_ANIMATION);
+    HWND bar = GetDlgItem(window, IDC_PROGRESS_BAR);
     // Ticks counted here instead of waited for.
     KillTimer(animation, 1);
     const int start = dialog_->Progress().position;
@@ -271,7 +274,7 @@ TEST_F(InstallWindow, ProgressBarWrapsAround) {
     EXPECT_EQ(SendMessageW(bar, PBM_GETPOS, 0, 0), 0);
     SetEvent(release);
     ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 10000));
-    EXPECT_FALSE(Visible(window, 1035));
+    EXPECT_FALSE(Visible(window, IDC_PROGRESS_BAR));
     CloseHandle(release);
 }
 
@@ -283,17 +286,18 @@ TEST_F(InstallWindow, ProgressBarInTheProgramsColours) {
     HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     BlockInstallationUntil(release);
     HWND window = Open();
-    Press(window, 1113);
+    Press(window, IDC_MAIN_BUTTON);
     ASSERT_TRUE(PumpUntil([&] { return dialog_->InProgress(); }, 5000));
-    HWND bar = GetDlgItem(window, 1035);
-    KillTimer(GetDlgItem(window, 1080), 1);
+    HWND bar = GetDlgItem(window, IDC_PROGRESS_BAR);
+    KillTimer(GetDlgItem(window, IDC_ANIMATION), 1);
     SendMessageW(bar, PBM_SETPOS, 50, 0);
     UpdateWindow(bar);
     Pump(100);
-    const RECT area = ControlRect(window, 1035);
+    const RECT area = ControlRect(window, IDC_PROGRESS_BAR);
     const int middle = (area.bottom - area.top) / 2;
-    EXPECT_EQ(ControlPixel(window, 1035, {4, middle}), 0x0070F6u) << "filled part";
-    EXPECT_EQ(ControlPixel(window, 1035, {area.right - area.left - 4, middle}), 0x050505u)
+    EXPECT_EQ(ControlPixel(window, IDC_PROGRESS_BAR, {4, middle}), 0x0070F6u) << "filled part";
+    EXPECT_EQ(ControlPixel(window, IDC_PROGRESS_BAR, {area.right - area.left - 4, middle}),
+              0x050505u)
         << "empty part";
     SetEvent(release);
     ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 10000));
@@ -304,7 +308,7 @@ TEST_F(InstallWindow, OpenInstallLogOpensTheInstallersLog) {
     std::wstring opened;
     GetDialogSeams().shellOpen = [&](const std::wstring& target, int) { opened = target; };
     InstallWith(ToStatus(0x80000203));
-    Press(dialog_->Window(), 1077);
+    Press(dialog_->Window(), IDC_OPEN_LOG_BUTTON);
     Pump(100);
     EXPECT_EQ(opened, file_sys::GetCommonAppDataFolder() +
                           L"\\ZELKO Software\\Business Agent\\log\\agentinstaller.log");
@@ -313,7 +317,7 @@ TEST_F(InstallWindow, OpenInstallLogOpensTheInstallersLog) {
 
 TEST_F(InstallWindow, BetaBadge) {
     HWND window = Open(true);
-    EXPECT_TRUE(Visible(window, 2001));
+    EXPECT_TRUE(Visible(window, IDC_BETA_LABEL));
 }
 
 // setup.exe itself, windowed, installing against the testbed backend.
@@ -364,17 +368,19 @@ TEST_F(WindowedSetup, InstallsAndCloses) {
     WindowedProgram setup(command);
     HWND window = setup.WaitForDialog(30000);
     ASSERT_NE(window, nullptr);
-    EXPECT_EQ(Text(window, 1113), L"Install");
+    EXPECT_EQ(Text(window, IDC_MAIN_BUTTON), L"Install");
 
     // A second windowed setup in this session ends at once.
     EXPECT_EQ(test_support::RunAndWait(command, 30000), 1u);
 
-    Press(window, 1113);
-    ASSERT_TRUE(WaitUntil([&] { return Visible(window, 1075) || Visible(window, 1077); }, 240000));
-    EXPECT_EQ(Text(window, 1048), L"Installation completed");
-    EXPECT_EQ(Text(window, 1075), L"Finish");
+    Press(window, IDC_MAIN_BUTTON);
+    ASSERT_TRUE(WaitUntil(
+        [&] { return Visible(window, IDC_CLOSE_BUTTON) || Visible(window, IDC_OPEN_LOG_BUTTON); },
+        240000));
+    EXPECT_EQ(Text(window, IDC_STATUS), L"Installation completed");
+    EXPECT_EQ(Text(window, IDC_CLOSE_BUTTON), L"Finish");
     EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));
-    Press(window, 1075);
+    Press(window, IDC_CLOSE_BUTTON);
     EXPECT_EQ(setup.WaitForExit(30000), 0u);
 }
 
@@ -384,8 +390,8 @@ TEST_F(WindowedSetup, AskedToCloseWhileInstallingItFinishesTheWorkAndEnds) {
     WindowedProgram setup(Command(L"slow"));
     HWND window = setup.WaitForDialog(30000);
     ASSERT_NE(window, nullptr);
-    Press(window, 1113);
-    ASSERT_TRUE(WaitUntil([&] { return Visible(window, 1048); }, 30000));
+    Press(window, IDC_MAIN_BUTTON);
+    ASSERT_TRUE(WaitUntil([&] { return Visible(window, IDC_STATUS); }, 30000));
     EnumWindows(PostCloseIfOwnedBy, static_cast<LPARAM>(setup.ProcessId()));
     EXPECT_EQ(setup.WaitForExit(120000), 0u);
     EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));

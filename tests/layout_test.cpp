@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "resources/resource.h"
 #include "setup/setup_settings.h"
 #include "tests/support/dialog_driver.h"
 #include "tests/support/gdiplus_environment.h"
@@ -115,7 +116,7 @@ protected:
 
     // Runs the work to its end with the result the seams give.
     static void Finish(CDialogBase& dialog) {
-        dialog.OnCommand(dialog.Window(), 1113);
+        dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
         ASSERT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
     }
 
@@ -138,7 +139,7 @@ void ReportEveryStage(CDialogBase& dialog) {
         WaitForSingleObject(release, 30000);
         return Status{0};
     };
-    dialog.OnCommand(dialog.Window(), 1113);
+    dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
     for (Stage stage : kStages) {
         dialog.Report(stage);
         for (const std::string& fault : Overflows(dialog.Window()))

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "resources/resource.h"
 #include "setup/setup_settings.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
@@ -74,48 +75,50 @@ protected:
 TEST_F(UninstallWindowOnAnAgent, ConfirmWithoutPasswordRemovesTheAgent) {
     ASSERT_TRUE(WritePasswordPolicy(kDataFolder, false, "secret"));
     HWND window = Open();
-    EXPECT_EQ(Text(window, 1056), L"Are you sure you want to uninstall Zelko Business?");
-    EXPECT_FALSE(Visible(window, 1054));
-    EXPECT_FALSE(Visible(window, 1083));
-    EXPECT_EQ(Text(window, 1113), L"Uninstall");
-    EXPECT_EQ(Text(window, 1076), L"Cancel");
+    EXPECT_EQ(Text(window, IDC_SUBTITLE), L"Are you sure you want to uninstall Zelko Business?");
+    EXPECT_FALSE(Visible(window, IDC_PASSWORD_CAPTION));
+    EXPECT_FALSE(Visible(window, IDC_PASSWORD_ENTRY));
+    EXPECT_EQ(Text(window, IDC_MAIN_BUTTON), L"Uninstall");
+    EXPECT_EQ(Text(window, IDC_CANCEL_BUTTON), L"Cancel");
 
     Uninstall();
     EXPECT_NE(FarewellCommandLine().find(L"--farewell --password \"\""), std::wstring::npos)
         << test_support::Narrow(FarewellCommandLine());
-    EXPECT_EQ(Text(window, 1048), L"Software has been removed.");
-    EXPECT_TRUE(Visible(window, 1075));
-    EXPECT_EQ(Text(window, 1075), L"Finish");
-    EXPECT_TRUE(SameSize(PictureSize(window, 1118), kSuccessIcon));
+    EXPECT_EQ(Text(window, IDC_STATUS), L"Software has been removed.");
+    EXPECT_TRUE(Visible(window, IDC_CLOSE_BUTTON));
+    EXPECT_EQ(Text(window, IDC_CLOSE_BUTTON), L"Finish");
+    EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kSuccessIcon));
     EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"), L"");
     EXPECT_FALSE(test_support::FileExists(kProgramFolder));
-    Press(window, 1075);
+    Press(window, IDC_CLOSE_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
 }
 
 TEST_F(UninstallWindowOnAnAgent, WrongPasswordTwiceThenTheRightOne) {
     ASSERT_TRUE(WritePasswordPolicy(kDataFolder, true, "secret"));
     HWND window = Open();
-    EXPECT_EQ(Text(window, 1056),
+    EXPECT_EQ(Text(window, IDC_SUBTITLE),
               L"Are you sure you want to uninstall Zelko Business?\n\nPlease enter your "
               L"administrative password or contact the system administrator.");
-    EXPECT_TRUE(Visible(window, 1054));
-    EXPECT_EQ(Text(window, 1054), L"Password:");
-    EXPECT_TRUE(Visible(window, 1083));
+    EXPECT_TRUE(Visible(window, IDC_PASSWORD_CAPTION));
+    EXPECT_EQ(Text(window, IDC_PASSWORD_CAPTION), L"Password:");
+    EXPECT_TRUE(Visible(window, IDC_PASSWORD_ENTRY));
 
-    const int kMoved[] = {1048, 1056, 1114, 1113, 1083, 1076, 1118};
+    const int kMoved[] = {IDC_STATUS,         IDC_SUBTITLE,      IDC_TITLE,      IDC_MAIN_BUTTON,
+                          IDC_PASSWORD_ENTRY, IDC_CANCEL_BUTTON, IDC_RESULT_ICON};
     std::vector<POINT> firstRound;
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE(round);
-        SetDlgItemTextW(window, 1083, L"wrong");
+        SetDlgItemTextW(window, IDC_PASSWORD_ENTRY, L"wrong");
         Uninstall();
         EXPECT_EQ(dialog_->Result(), ToStatus(0x80000017));
-        EXPECT_EQ(Text(window, 1056), L"Incorrect Password.  Please Try Again.");
-        for (int id : {1056, 1113, 1054, 1083, 1076, 1118})
+        EXPECT_EQ(Text(window, IDC_SUBTITLE), L"Incorrect Password.  Please Try Again.");
+        for (int id : {IDC_SUBTITLE, IDC_MAIN_BUTTON, IDC_PASSWORD_CAPTION, IDC_PASSWORD_ENTRY,
+                       IDC_CANCEL_BUTTON, IDC_RESULT_ICON})
             EXPECT_TRUE(Visible(window, id)) << id;
-        for (int id : {1075, 1048, 1114})
+        for (int id : {IDC_CLOSE_BUTTON, IDC_STATUS, IDC_TITLE})
             EXPECT_FALSE(Visible(window, id)) << id;
-        EXPECT_TRUE(SameSize(PictureSize(window, 1118), kFailureIcon));
+        EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kFailureIcon));
         EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"),
                   static_cast<DWORD>(SERVICE_RUNNING));
         std::vector<POINT> places;
@@ -131,31 +134,31 @@ TEST_F(UninstallWindowOnAnAgent, WrongPasswordTwiceThenTheRightOne) {
         }
     }
 
-    SetDlgItemTextW(window, 1083, L"secret");
+    SetDlgItemTextW(window, IDC_PASSWORD_ENTRY, L"secret");
     Uninstall();
     EXPECT_EQ(dialog_->Result(), 0);
-    EXPECT_EQ(Text(window, 1048), L"Software has been removed.");
-    EXPECT_TRUE(Visible(window, 1114));
+    EXPECT_EQ(Text(window, IDC_STATUS), L"Software has been removed.");
+    EXPECT_TRUE(Visible(window, IDC_TITLE));
     EXPECT_FALSE(test_support::FileExists(kProgramFolder));
 }
 
 TEST_F(UninstallWindow, RemovedWithRestartAdvice) {
     UninstallWith(ToStatus(0x80000052));
     HWND window = dialog_->Window();
-    EXPECT_EQ(Text(window, 1048),
+    EXPECT_EQ(Text(window, IDC_STATUS),
               L"Software has been removed. You may need to restart your computer for the "
               L"changes to take effect.");
     // Negative, but the software is gone: the success icon.
-    EXPECT_TRUE(SameSize(PictureSize(window, 1118), kSuccessIcon));
-    EXPECT_TRUE(Visible(window, 1119));
-    EXPECT_EQ(Text(window, 1119), L"Restart now");
-    EXPECT_TRUE(Visible(window, 1120));
-    EXPECT_EQ(Text(window, 1120), L"Close");
-    EXPECT_FALSE(Visible(window, 1075));
+    EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kSuccessIcon));
+    EXPECT_TRUE(Visible(window, IDC_RESTART_BUTTON));
+    EXPECT_EQ(Text(window, IDC_RESTART_BUTTON), L"Restart now");
+    EXPECT_TRUE(Visible(window, IDC_RESTART_LATER_BUTTON));
+    EXPECT_EQ(Text(window, IDC_RESTART_LATER_BUTTON), L"Close");
+    EXPECT_FALSE(Visible(window, IDC_CLOSE_BUTTON));
 
     int reboots = 0;
     GetDialogSeams().requestReboot = [&] { ++reboots; };
-    Press(window, 1120);
+    Press(window, IDC_RESTART_LATER_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
     EXPECT_EQ(reboots, 0);
 }
@@ -163,22 +166,22 @@ TEST_F(UninstallWindow, RemovedWithRestartAdvice) {
 TEST_F(UninstallWindow, FailedShowsTheCode) {
     UninstallWith(ToStatus(0x80000203));
     HWND window = dialog_->Window();
-    EXPECT_EQ(Text(window, 1048), L"Uninstallation failed (80000203)");
-    EXPECT_TRUE(SameSize(PictureSize(window, 1118), kFailureIcon));
-    EXPECT_TRUE(Visible(window, 1075));
-    EXPECT_EQ(Text(window, 1075), L"Close");
-    EXPECT_FALSE(Visible(window, 1119));
+    EXPECT_EQ(Text(window, IDC_STATUS), L"Uninstallation failed (80000203)");
+    EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kFailureIcon));
+    EXPECT_TRUE(Visible(window, IDC_CLOSE_BUTTON));
+    EXPECT_EQ(Text(window, IDC_CLOSE_BUTTON), L"Close");
+    EXPECT_FALSE(Visible(window, IDC_RESTART_BUTTON));
 }
 
 TEST_F(UninstallWindow, NotPermitted) {
     GetDialogSeams().isAdministrator = [] { return false; };
     HWND window = Open();
-    EXPECT_EQ(Text(window, 1056),
+    EXPECT_EQ(Text(window, IDC_SUBTITLE),
               L"You must have administrative privileges to install the software.");
-    for (int id : {1113, 1076, 1054, 1083})
+    for (int id : {IDC_MAIN_BUTTON, IDC_CANCEL_BUTTON, IDC_PASSWORD_CAPTION, IDC_PASSWORD_ENTRY})
         EXPECT_FALSE(Visible(window, id)) << id;
-    EXPECT_TRUE(Visible(window, 1075));
-    Press(window, 1074);
+    EXPECT_TRUE(Visible(window, IDC_CLOSE_BUTTON));
+    Press(window, IDC_CLOSE_GLYPH);
     EXPECT_TRUE(PumpUntilQuit(5000));
 }
 
@@ -194,8 +197,8 @@ TEST_F(UninstallWindow, PasswordCaptionIsInTheWindowsLanguage) {
     HWND window = dialog_->Create(kGerman, false);
     PressMainButtonAndWait();
     SetThreadLanguage(1);
-    EXPECT_TRUE(Visible(window, 1054));
-    EXPECT_EQ(Text(window, 1054), L"Kennwort:");
+    EXPECT_TRUE(Visible(window, IDC_PASSWORD_CAPTION));
+    EXPECT_EQ(Text(window, IDC_PASSWORD_CAPTION), L"Kennwort:");
 }
 
 // Places in this process's writable memory that hold the text. The needle is kept
@@ -240,7 +243,7 @@ TEST_F(UninstallWindow, NoCopyOfThePasswordOutlivesTheAttempt) {
             return ToStatus(0x80000017);
         };
         HWND window = Open();
-        SetDlgItemTextW(window, 1083, typed.c_str());
+        SetDlgItemTextW(window, IDC_PASSWORD_ENTRY, typed.c_str());
         SecureZeroMemory(typed.data(), typed.size() * sizeof(wchar_t));
         PressMainButtonAndWait();
         EXPECT_EQ(seen, scrambled) << "the worker got another password";
@@ -257,7 +260,7 @@ TEST_F(UninstallWindow, CancelClosesWithoutUninstalling) {
         return 0;
     };
     HWND window = Open();
-    Press(window, 1076);
+    Press(window, IDC_CANCEL_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
     EXPECT_FALSE(ran);
     (void)window;
@@ -318,8 +321,8 @@ TEST_F(UninstallWindow, ButtonsAreDrawnByTheirRoleInEveryBrand) {
     for (const Brand& brand : brands) {
         SCOPED_TRACE(test_support::Narrow(brand.name));
         const BrandPicture confirm(brand.name, L"uninstall", L"confirm");
-        EXPECT_EQ(ButtonFace(confirm, layout, 1113), brand.primary) << "Uninstall";
-        EXPECT_EQ(ButtonFace(confirm, layout, 1076), brand.secondary) << "Cancel";
+        EXPECT_EQ(ButtonFace(confirm, layout, IDC_MAIN_BUTTON), brand.primary) << "Uninstall";
+        EXPECT_EQ(ButtonFace(confirm, layout, IDC_CANCEL_BUTTON), brand.secondary) << "Cancel";
     }
 }
 

@@ -23,7 +23,7 @@ namespace {
 
 constexpr UINT_PTR kAnimationTimer = 1;
 // Buttons drawn outlined by their role; every other push button is a primary one.
-const std::vector<unsigned> kSecondaryButtons = {kCancelButton, kRestartLaterButton};
+const std::vector<unsigned> kSecondaryButtons = {IDC_CANCEL_BUTTON, IDC_RESTART_LATER_BUTTON};
 // The status line's text of each stage the sequences report, in the order of Stage.
 constexpr unsigned kStageTexts[] = {
     IDS_INITIALISING,  IDS_STOPPING_SERVICES,  IDS_DOWNLOADING_POLICY, IDS_INSTALLING_NET_FRAMEWORK,
@@ -33,7 +33,7 @@ static_assert(std::size(kStageTexts) == static_cast<size_t>(Stage::kRemovingFile
               "one text per stage");
 
 // Picture controls whose last bitmap the dialog frees.
-constexpr unsigned kPictureControls[] = {kCloseGlyph, kResultIcon};
+constexpr unsigned kPictureControls[] = {IDC_CLOSE_GLYPH, IDC_RESULT_ICON};
 constexpr wchar_t kShutdownBlockReason[] =
     L"Please wait while finishing installation. Do not shut down computer.";
 
@@ -198,7 +198,7 @@ void CDialogBase::Report(Stage stage) {
 }
 
 void CDialogBase::SetStatusText(const wchar_t* text) {
-    SetDlgItemTextW(window_, kStatus, text);
+    SetDlgItemTextW(window_, IDC_STATUS, text);
 }
 
 void CDialogBase::ShowControl(unsigned id, bool show) {
@@ -250,7 +250,7 @@ void CDialogBase::SetControlBitmap(unsigned id, unsigned bitmapId) {
 }
 
 void CDialogBase::SetResultIcon(bool success) {
-    SetControlBitmap(kResultIcon,
+    SetControlBitmap(IDC_RESULT_ICON,
                      BrandBitmapId(success ? BrandBitmap::kSuccess : BrandBitmap::kFailure));
 }
 
@@ -259,9 +259,10 @@ void CDialogBase::ApplyFonts() {
     titleFont_ = CreateUiFont(dc, 20, FW_BOLD);
     textFont_ = CreateUiFont(dc, 10, FW_NORMAL);
     ReleaseDC(window_, dc);
-    SendDlgItemMessageW(window_, kTitle, WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_), TRUE);
-    SendDlgItemMessageW(window_, kStatus, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
-    SendDlgItemMessageW(window_, kSubtitle, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
+    SendDlgItemMessageW(window_, IDC_TITLE, WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_), TRUE);
+    SendDlgItemMessageW(window_, IDC_STATUS, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
+    SendDlgItemMessageW(window_, IDC_SUBTITLE, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_),
+                        TRUE);
 }
 
 void CDialogBase::Repaint() {
@@ -272,8 +273,8 @@ void CDialogBase::Repaint() {
 void CDialogBase::StartProgress() {
     if (progress_.bar != nullptr && progress_.animation != nullptr)
         return;
-    HWND bar = GetDlgItem(window_, kProgressBar);
-    HWND animation = GetDlgItem(window_, kAnimation);
+    HWND bar = GetDlgItem(window_, IDC_PROGRESS_BAR);
+    HWND animation = GetDlgItem(window_, IDC_ANIMATION);
     if (bar == nullptr || animation == nullptr)
         return;
     progress_.bar = bar;
@@ -301,9 +302,9 @@ void CDialogBase::StopProgress() {
 }
 
 void CDialogBase::StartAnimationTimer() {
-    SetTimer(GetDlgItem(window_, kAnimation), kAnimationTimer, 120, nullptr);
-    ShowControl(kAnimation, true);
-    ShowControl(kProgressBar, true);
+    SetTimer(GetDlgItem(window_, IDC_ANIMATION), kAnimationTimer, 120, nullptr);
+    ShowControl(IDC_ANIMATION, true);
+    ShowControl(IDC_PROGRESS_BAR, true);
 }
 
 LRESULT CALLBACK CDialogBase::AnimationProc(HWND window, UINT message, WPARAM wParam,
@@ -363,7 +364,7 @@ void CDialogBase::WorkerMain(WorkerStart* start) {
     }
     text_sys::Wipe(start->password);
     *start->result = result;
-    PostMessageW(start->window, WM_COMMAND, kCompletion, 0);
+    PostMessageW(start->window, WM_COMMAND, ID_WORK_COMPLETED, 0);
     // Waiters wake only once this thread's locals are gone.
     std::notify_all_at_thread_exit(start->worker->condition,
                                    std::unique_lock<std::mutex>(start->worker->mutex));
@@ -373,18 +374,18 @@ void CDialogBase::WorkerMain(WorkerStart* start) {
 
 bool CDialogBase::HandleClosingCommand(unsigned id) {
     switch (id) {
-        case kCloseGlyph:
-        case kCloseButton:
-        case kCancelButton:
-        case kRestartButton:
-        case kRestartLaterButton:
+        case IDC_CLOSE_GLYPH:
+        case IDC_CLOSE_BUTTON:
+        case IDC_CANCEL_BUTTON:
+        case IDC_RESTART_BUTTON:
+        case IDC_RESTART_LATER_BUTTON:
             break;
         default:
             return false;
     }
     if (inProgress_)
         return true;
-    if (id == kRestartButton)
+    if (id == IDC_RESTART_BUTTON)
         RequestReboot();
     PostMessageW(window_, WM_CLOSE, 0, 0);
     return true;
@@ -407,7 +408,7 @@ HBRUSH CreateBackgroundBrush() {
 
 void CDialogBase::Initialise() {
     background_ = CreateBackgroundBrush();
-    SetControlBitmap(kCloseGlyph, BrandBitmapId(BrandBitmap::kCloseGlyph));
+    SetControlBitmap(IDC_CLOSE_GLYPH, BrandBitmapId(BrandBitmap::kCloseGlyph));
 
     RECT desktop{};
     RECT own{};
@@ -468,7 +469,7 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
             auto control = reinterpret_cast<HWND>(lParam);
             const bool tessan = ActiveBrand() == kBrandTessan;
             COLORREF color = tessan ? 0x545454 : 0xC8C8C8;
-            if (GetDlgCtrlID(control) == static_cast<int>(kTitle)) {
+            if (GetDlgCtrlID(control) == IDC_TITLE) {
                 color = tessan ? 0x181818 : 0xFFFFFF;
             }
             SetBkMode(dc, TRANSPARENT);
@@ -478,7 +479,7 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
             GetWindowRect(control, &area);
             MapWindowPoints(nullptr, window_, reinterpret_cast<POINT*>(&area), 2);
             SetBrushOrgEx(dc, -area.left, -area.top, nullptr);
-            if (GetDlgCtrlID(control) == static_cast<int>(kAgreementLink)) {
+            if (GetDlgCtrlID(control) == IDC_AGREEMENT_LINK) {
                 // Some link controls delete the brush they are given after painting; the
                 // link gets a copy of its own, made again when it is gone.
                 if (GetObjectType(linkBackground_) != OBJ_BRUSH) {
@@ -508,7 +509,7 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
             return 0;
         case WM_NOTIFY: {
             auto* header = reinterpret_cast<NMHDR*>(lParam);
-            if (header->idFrom == kAgreementLink &&
+            if (header->idFrom == IDC_AGREEMENT_LINK &&
                 (header->code == NM_CLICK || header->code == NM_RETURN)) {
                 SetFocus(window_);
                 ShellOpen(reinterpret_cast<NMLINK*>(lParam)->item.szUrl, SW_SHOWNORMAL);

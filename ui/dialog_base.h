@@ -37,30 +37,6 @@ struct WorkerController {
     void StopAndJoinAtExit() noexcept;
 };
 
-// Control ids shared by the two dialog templates.
-enum DialogControl : unsigned {
-    kProgressBar = 1035,
-    kPasswordCaption = 1054,
-    kSubtitle = 1056,
-    kCloseGlyph = 1074,
-    kCloseButton = 1075,
-    kCancelButton = 1076,
-    kOpenLogButton = 1077,
-    kAnimation = 1080,
-    kPasswordEntry = 1083,
-    kStatus = 1048,
-    kMainButton = 1113,
-    kTitle = 1114,
-    kVersion = 1115,
-    kFooter = 1116,
-    kAgreementLink = 1117,
-    kResultIcon = 1118,
-    kRestartButton = 1119,
-    kRestartLaterButton = 1120,
-    kCompletion = 1999,
-    kBetaLabel = 2001,
-};
-
 // What the install and uninstall windows share: the brand skin, caption dragging, the
 // owner-drawn buttons, the progress animation and the worker thread.
 class CDialogBase : public IProgress {
@@ -72,7 +48,7 @@ public:
 
     // Builds and shows the window; null when it cannot be created.
     virtual HWND Create(std::uint32_t languageId, bool beta) = 0;
-    // A command from a control, or the worker's completion notice (kCompletion).
+    // A command from a control, or the worker's completion notice (ID_WORK_COMPLETED).
     virtual void OnCommand(HWND dialog, unsigned id) = 0;
 
     // Called by the worker thread: the stage's text in the status line.

@@ -41,40 +41,40 @@ HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
 
     const SetupSettings& settings = GetSetupSettings();
     SetWindowTextW(window_, LoadUiString(IDS_BUSINESS_AGENT).c_str());
-    SetString(kTitle, IDS_BUSINESS_AGENT);
-    SetText(kVersion, VersionLine(settings.debug));
-    SetText(kFooter, settings.cnText);
-    SetString(kMainButton, IDS_INSTALL);
-    SetString(kCloseButton, IDS_CLOSE);
-    SetString(kCancelButton, IDS_CANCEL);
-    SetString(kOpenLogButton, IDS_OPEN_INSTALL_LOG);
-    ShowControl(kProgressBar, false);
-    ShowControl(kAnimation, false);
+    SetString(IDC_TITLE, IDS_BUSINESS_AGENT);
+    SetText(IDC_VERSION, VersionLine(settings.debug));
+    SetText(IDC_FOOTER, settings.cnText);
+    SetString(IDC_MAIN_BUTTON, IDS_INSTALL);
+    SetString(IDC_CLOSE_BUTTON, IDS_CLOSE);
+    SetString(IDC_CANCEL_BUTTON, IDS_CANCEL);
+    SetString(IDC_OPEN_LOG_BUTTON, IDS_OPEN_INSTALL_LOG);
+    ShowControl(IDC_PROGRESS_BAR, false);
+    ShowControl(IDC_ANIMATION, false);
 
     if (RunsAsAdministrator()) {
-        ShowControl(kSubtitle, true);
-        ShowControl(kAgreementLink, true);
-        SetString(kSubtitle, IDS_INSTALL_INVITATION);
+        ShowControl(IDC_SUBTITLE, true);
+        ShowControl(IDC_AGREEMENT_LINK, true);
+        SetString(IDC_SUBTITLE, IDS_INSTALL_INVITATION);
         const CAgentBranding& brand = GetBranding();
-        SetText(kAgreementLink, FormatUiString(IDS_AGREEMENT_LINKS, brand.eulaUrl,
-                                               brand.privacyPolicyUrl));
+        SetText(IDC_AGREEMENT_LINK, FormatUiString(IDS_AGREEMENT_LINKS, brand.eulaUrl,
+                                                   brand.privacyPolicyUrl));
     } else {
         // Without administrative rights the user can only close; the empty link control
         // would lie over the Close button.
-        ShowControl(kAgreementLink, false);
-        ShowControl(kMainButton, false);
-        ShowControl(kStatus, true);
-        ShowControl(kCloseButton, true);
-        SetString(kStatus, IDS_NEEDS_ADMINISTRATOR);
+        ShowControl(IDC_AGREEMENT_LINK, false);
+        ShowControl(IDC_MAIN_BUTTON, false);
+        ShowControl(IDC_STATUS, true);
+        ShowControl(IDC_CLOSE_BUTTON, true);
+        SetString(IDC_STATUS, IDS_NEEDS_ADMINISTRATOR);
     }
     ApplyFonts();
 
     if (beta) {
-        ShowControl(kBetaLabel, true);
-        HWND badge = GetDlgItem(window_, kBetaLabel);
+        ShowControl(IDC_BETA_LABEL, true);
+        HWND badge = GetDlgItem(window_, IDC_BETA_LABEL);
         const BrandId brand = ActiveBrand();
         if (brand == kBrandOrv) {
-            MoveControl(kBetaLabel, -29, -1);
+            MoveControl(IDC_BETA_LABEL, -29, -1);
             AttachBadge(std::make_unique<COrvBetaLabel>(badge, brand), labels_);
         } else {
             // Brand 3 shares brand 1's badge on purpose.
@@ -87,11 +87,11 @@ HWND CInstallDialog::Create(std::uint32_t languageId, bool beta) {
 }
 
 void CInstallDialog::OnCommand(HWND, unsigned id) {
-    if (id == kMainButton) {
+    if (id == IDC_MAIN_BUTTON) {
         StartInstallation();
-    } else if (id == kCompletion) {
+    } else if (id == ID_WORK_COMPLETED) {
         ShowResult();
-    } else if (id == kOpenLogButton) {
+    } else if (id == IDC_OPEN_LOG_BUTTON) {
         OpenInstallLog();
     } else {
         HandleClosingCommand(id);
@@ -102,13 +102,13 @@ void CInstallDialog::StartInstallation() {
     if (inProgress_)
         return;
     inProgress_ = true;
-    ShowControl(kAgreementLink, false);
-    ShowControl(kMainButton, false);
-    ShowControl(kCancelButton, false);
-    ShowControl(kStatus, true);
-    MoveControl(kStatus, 0, 80);
-    SetString(kSubtitle, IDS_INSTALLATION_IN_PROGRESS);
-    MoveControl(kSubtitle, 0, 30);
+    ShowControl(IDC_AGREEMENT_LINK, false);
+    ShowControl(IDC_MAIN_BUTTON, false);
+    ShowControl(IDC_CANCEL_BUTTON, false);
+    ShowControl(IDC_STATUS, true);
+    MoveControl(IDC_STATUS, 0, 80);
+    SetString(IDC_SUBTITLE, IDS_INSTALLATION_IN_PROGRESS);
+    MoveControl(IDC_SUBTITLE, 0, 30);
     StartProgress();
     Repaint();
     std::wstring noPassword;
@@ -132,21 +132,21 @@ std::int32_t CInstallDialog::RunWork(std::wstring&) {
 void CInstallDialog::ShowResult() {
     inProgress_ = false;
     StopProgress();
-    MoveControl(kTitle, 0, 80);
-    MoveControl(kStatus, 0, -40);
-    ShowControl(kSubtitle, false);
-    ShowControl(kResultIcon, true);
+    MoveControl(IDC_TITLE, 0, 80);
+    MoveControl(IDC_STATUS, 0, -40);
+    ShowControl(IDC_SUBTITLE, false);
+    ShowControl(IDC_RESULT_ICON, true);
 
     const std::int32_t result = result_;
     if (result >= 0) {
         SetResultIcon(true);
-        SetString(kCloseButton, IDS_FINISH);
-        ShowControl(kCloseButton, true);
+        SetString(IDC_CLOSE_BUTTON, IDS_FINISH);
+        ShowControl(IDC_CLOSE_BUTTON, true);
     } else {
         SetResultIcon(false);
-        ShowControl(kOpenLogButton, true);
-        ShowControl(kCancelButton, true);
-        ShowControl(kCloseButton, false);
+        ShowControl(IDC_OPEN_LOG_BUTTON, true);
+        ShowControl(IDC_CANCEL_BUTTON, true);
+        ShowControl(IDC_CLOSE_BUTTON, false);
     }
 
     switch (result) {
@@ -155,12 +155,12 @@ void CInstallDialog::ShowResult() {
             break;
         case kStatusRestartNeeded:
             SetStatusText(LoadUiString(IDS_COMPLETED_RESTART_REQUIRED).c_str());
-            ShowControl(kCloseButton, false);
-            SetString(kCancelButton, IDS_FINISH);
-            MoveControl(kCancelButton, -45, 0);
-            ShowControl(kCancelButton, true);
-            SetString(kRestartButton, IDS_RESTART_NOW);
-            ShowControl(kRestartButton, true);
+            ShowControl(IDC_CLOSE_BUTTON, false);
+            SetString(IDC_CANCEL_BUTTON, IDS_FINISH);
+            MoveControl(IDC_CANCEL_BUTTON, -45, 0);
+            ShowControl(IDC_CANCEL_BUTTON, true);
+            SetString(IDC_RESTART_BUTTON, IDS_RESTART_NOW);
+            ShowControl(IDC_RESTART_BUTTON, true);
             break;
         case kStatusPolicyUnavailable:
         case kStatusUnexpectedResponse:

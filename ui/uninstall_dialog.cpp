@@ -19,15 +19,15 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
         return nullptr;
 
     SetWindowTextW(window_, LoadUiString(IDS_SETUP).c_str());
-    SetString(kTitle, IDS_BUSINESS_AGENT);
-    SetString(kMainButton, IDS_UNINSTALL);
-    SetString(kCancelButton, IDS_CANCEL);
-    SetString(kCloseButton, IDS_CLOSE);
-    SetString(kCloseGlyph, IDS_CLOSE);
+    SetString(IDC_TITLE, IDS_BUSINESS_AGENT);
+    SetString(IDC_MAIN_BUTTON, IDS_UNINSTALL);
+    SetString(IDC_CANCEL_BUTTON, IDS_CANCEL);
+    SetString(IDC_CLOSE_BUTTON, IDS_CLOSE);
+    SetString(IDC_CLOSE_GLYPH, IDS_CLOSE);
     // The caption shows again on the wrong-password screen, also when no password was asked.
-    SetString(kPasswordCaption, IDS_PASSWORD);
-    ShowControl(kProgressBar, false);
-    ShowControl(kAnimation, false);
+    SetString(IDC_PASSWORD_CAPTION, IDS_PASSWORD);
+    ShowControl(IDC_PROGRESS_BAR, false);
+    ShowControl(IDC_ANIMATION, false);
 
     if (RunsAsAdministrator()) {
         bool requiresPassword = false;
@@ -35,20 +35,20 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
         const std::wstring question =
             FormatUiString(IDS_CONFIRM_UNINSTALL, GetBranding().productFamilyName);
         if (requiresPassword) {
-            SetText(kSubtitle, question + L"\n\n" + LoadUiString(IDS_ENTER_PASSWORD));
+            SetText(IDC_SUBTITLE, question + L"\n\n" + LoadUiString(IDS_ENTER_PASSWORD));
         } else {
-            SetText(kSubtitle, question);
-            ShowControl(kPasswordCaption, false);
-            ShowControl(kPasswordEntry, false);
+            SetText(IDC_SUBTITLE, question);
+            ShowControl(IDC_PASSWORD_CAPTION, false);
+            ShowControl(IDC_PASSWORD_ENTRY, false);
         }
     } else {
-        ShowControl(kMainButton, false);
-        ShowControl(kCancelButton, false);
-        ShowControl(kPasswordCaption, false);
-        ShowControl(kPasswordEntry, false);
-        ShowControl(kCloseButton, true);
+        ShowControl(IDC_MAIN_BUTTON, false);
+        ShowControl(IDC_CANCEL_BUTTON, false);
+        ShowControl(IDC_PASSWORD_CAPTION, false);
+        ShowControl(IDC_PASSWORD_ENTRY, false);
+        ShowControl(IDC_CLOSE_BUTTON, true);
         // The install wording serves here too, deliberately.
-        SetString(kSubtitle, IDS_NEEDS_ADMINISTRATOR);
+        SetString(IDC_SUBTITLE, IDS_NEEDS_ADMINISTRATOR);
     }
     ApplyFonts();
     ShowWindow(window_, SW_SHOW);
@@ -57,9 +57,9 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
 }
 
 void CUninstallDialog::OnCommand(HWND, unsigned id) {
-    if (id == kMainButton) {
+    if (id == IDC_MAIN_BUTTON) {
         StartUninstallation();
-    } else if (id == kCompletion) {
+    } else if (id == ID_WORK_COMPLETED) {
         ShowResult();
     } else {
         HandleClosingCommand(id);
@@ -71,7 +71,7 @@ void CUninstallDialog::StartUninstallation() {
         return;
     inProgress_ = true;
     std::wstring password;
-    HWND entry = GetDlgItem(window_, kPasswordEntry);
+    HWND entry = GetDlgItem(window_, IDC_PASSWORD_ENTRY);
     if (entry != nullptr && IsWindowVisible(entry)) {
         wchar_t typed[257] = {};
         GetWindowTextW(entry, typed, 257);
@@ -83,18 +83,18 @@ void CUninstallDialog::StartUninstallation() {
         SecureZeroMemory(typed, sizeof(typed));
     }
 
-    ShowControl(kResultIcon, false);
-    ShowControl(kMainButton, false);
-    ShowControl(kPasswordCaption, false);
-    ShowControl(kPasswordEntry, false);
-    ShowControl(kCancelButton, false);
-    ShowControl(kStatus, true);
-    ShowControl(kTitle, true);
-    SetString(kSubtitle, IDS_UNINSTALLATION_IN_PROGRESS);
+    ShowControl(IDC_RESULT_ICON, false);
+    ShowControl(IDC_MAIN_BUTTON, false);
+    ShowControl(IDC_PASSWORD_CAPTION, false);
+    ShowControl(IDC_PASSWORD_ENTRY, false);
+    ShowControl(IDC_CANCEL_BUTTON, false);
+    ShowControl(IDC_STATUS, true);
+    ShowControl(IDC_TITLE, true);
+    SetString(IDC_SUBTITLE, IDS_UNINSTALLATION_IN_PROGRESS);
     // After a wrong-password round the controls are in place already.
     if (result_ == 0) {
-        MoveControl(kStatus, 0, 80);
-        MoveControl(kSubtitle, 0, 30);
+        MoveControl(IDC_STATUS, 0, 80);
+        MoveControl(IDC_SUBTITLE, 0, 30);
     }
     StartProgress();
     Repaint();
@@ -113,45 +113,45 @@ std::int32_t CUninstallDialog::RunWork(std::wstring& password) {
 void CUninstallDialog::ShowResult() {
     inProgress_ = false;
     StopProgress();
-    ShowControl(kSubtitle, false);
+    ShowControl(IDC_SUBTITLE, false);
 
     const std::int32_t result = result_;
     switch (result) {
         case kStatusPasswordRefused:
-            SetString(kSubtitle, IDS_INCORRECT_PASSWORD);
-            ShowControl(kSubtitle, true);
-            ShowControl(kMainButton, true);
-            ShowControl(kPasswordCaption, true);
-            ShowControl(kPasswordEntry, true);
-            ShowControl(kCancelButton, true);
-            ShowControl(kCloseButton, false);
-            ShowControl(kStatus, false);
-            ShowControl(kTitle, false);
+            SetString(IDC_SUBTITLE, IDS_INCORRECT_PASSWORD);
+            ShowControl(IDC_SUBTITLE, true);
+            ShowControl(IDC_MAIN_BUTTON, true);
+            ShowControl(IDC_PASSWORD_CAPTION, true);
+            ShowControl(IDC_PASSWORD_ENTRY, true);
+            ShowControl(IDC_CANCEL_BUTTON, true);
+            ShowControl(IDC_CLOSE_BUTTON, false);
+            ShowControl(IDC_STATUS, false);
+            ShowControl(IDC_TITLE, false);
             break;
         case kStatusRemovalAtRestart:
             SetStatusText(LoadUiString(IDS_REMOVED_RESTART_ADVISED).c_str());
-            SetString(kRestartButton, IDS_RESTART_NOW);
-            SetString(kRestartLaterButton, IDS_CLOSE);
-            ShowControl(kRestartButton, true);
-            ShowControl(kRestartLaterButton, true);
-            ShowControl(kCloseButton, false);
-            MoveControl(kStatus, 0, -20);
+            SetString(IDC_RESTART_BUTTON, IDS_RESTART_NOW);
+            SetString(IDC_RESTART_LATER_BUTTON, IDS_CLOSE);
+            ShowControl(IDC_RESTART_BUTTON, true);
+            ShowControl(IDC_RESTART_LATER_BUTTON, true);
+            ShowControl(IDC_CLOSE_BUTTON, false);
+            MoveControl(IDC_STATUS, 0, -20);
             break;
         case kStatusOk:
             SetStatusText(LoadUiString(IDS_SOFTWARE_REMOVED).c_str());
-            SetString(kCloseButton, IDS_FINISH);
-            ShowControl(kCloseButton, true);
+            SetString(IDC_CLOSE_BUTTON, IDS_FINISH);
+            ShowControl(IDC_CLOSE_BUTTON, true);
             break;
         default:
             SetStatusText(FailureLine(IDS_UNINSTALLATION_FAILED, result).c_str());
-            ShowControl(kCloseButton, true);
+            ShowControl(IDC_CLOSE_BUTTON, true);
             break;
     }
     if (result != kStatusPasswordRefused) {
-        MoveControl(kTitle, 0, 80);
-        MoveControl(kStatus, 0, -40);
+        MoveControl(IDC_TITLE, 0, 80);
+        MoveControl(IDC_STATUS, 0, -40);
     }
     SetResultIcon(result >= 0 || result == kStatusRemovalAtRestart);
-    ShowControl(kResultIcon, true);
+    ShowControl(IDC_RESULT_ICON, true);
     Repaint();
 }

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "resources/resource.h"
 #include "tests/support/dialog_driver.h"
 #include "ui/dialog_seams.h"
 
@@ -41,7 +42,7 @@ protected:
         using namespace dialog_driver;
         // Handled at once, as the window handles the button's command: a quick worker could
         // otherwise finish before a test sees the work start.
-        dialog_->OnCommand(dialog_->Window(), 1113);
+        dialog_->OnCommand(dialog_->Window(), IDC_MAIN_BUTTON);
         ASSERT_TRUE(dialog_->InProgress());
         ASSERT_TRUE(PumpUntil([&] { return !dialog_->InProgress(); }, 240000));
         Pump(50);

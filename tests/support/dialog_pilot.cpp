@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "resources/resource.h"
 #include "tests/support/dialog_driver.h"
 
 using namespace dialog_driver;
@@ -31,21 +32,25 @@ int wmain(int argc, wchar_t** argv) {
                 exitCode == STILL_ACTIVE ? L"still running" : L"ended with", exitCode);
         return 1;
     }
-    wprintf(L"window: \"%ls\" - pressing \"%ls\"\n", Text(window, 1056).c_str(),
-            Text(window, 1113).c_str());
+    wprintf(L"window: \"%ls\" - pressing \"%ls\"\n", Text(window, IDC_SUBTITLE).c_str(),
+            Text(window, IDC_MAIN_BUTTON).c_str());
     fflush(stdout);
-    Press(window, 1113);
+    Press(window, IDC_MAIN_BUTTON);
     const bool ended = WaitUntil(
         [&] {
-            return Visible(window, 1075) || Visible(window, 1077) || Visible(window, 1119) ||
-                   (Visible(window, 1113) && Visible(window, 1083));
+            return Visible(window, IDC_CLOSE_BUTTON) || Visible(window, IDC_OPEN_LOG_BUTTON) ||
+                   Visible(window, IDC_RESTART_BUTTON) ||
+                   (Visible(window, IDC_MAIN_BUTTON) && Visible(window, IDC_PASSWORD_ENTRY));
         },
         600000);
     Sleep(700);  // let the result screen finish painting
-    wprintf(L"result: \"%ls\"\n", Text(window, Visible(window, 1048) ? 1048 : 1056).c_str());
+    wprintf(L"result: \"%ls\"\n",
+            Text(window, Visible(window, IDC_STATUS) ? IDC_STATUS : IDC_SUBTITLE).c_str());
     SaveWindowPicture(window, argv[1]);
     // Finish or Close, whichever the screen offers; otherwise the close glyph.
-    const int closer = Visible(window, 1075) ? 1075 : Visible(window, 1076) ? 1076 : 1074;
+    const int closer = Visible(window, IDC_CLOSE_BUTTON)    ? IDC_CLOSE_BUTTON
+                       : Visible(window, IDC_CANCEL_BUTTON) ? IDC_CANCEL_BUTTON
+                                                            : IDC_CLOSE_GLYPH;
     wprintf(L"pressing \"%ls\"\n", Text(window, closer).c_str());
     Press(window, closer);
     const DWORD exitCode = setup.WaitForExit(60000);

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
@@ -100,12 +101,12 @@ int wmain(int argc, wchar_t** argv) {
     const bool pressed = screen != L"ready" && screen != L"not-permitted" && screen != L"confirm" &&
                          screen != L"confirm-password";
     if (pressed) {
-        PostMessageW(window, WM_COMMAND, 1113, 0);
+        PostMessageW(window, WM_COMMAND, IDC_MAIN_BUTTON, 0);
         Pump(blocked ? 1500 : 1000);
     }
     if (screen == L"wrong-password") {
         // The second round shows the layout a user meets after retrying.
-        PostMessageW(window, WM_COMMAND, 1113, 0);
+        PostMessageW(window, WM_COMMAND, IDC_MAIN_BUTTON, 0);
         Pump(1000);
     }
     if (GetEnvironmentVariableW(L"SHOWCASE_REPAINT", nullptr, 0) > 0) {
