@@ -6,7 +6,9 @@
 #include "setup/install/agent_installer.h"
 #include "sys/file_sys.h"
 #include "sys/process_sys.h"
+#include "sys/scope_exit.h"
 #include "sys/service_sys.h"
+#include "sys/unique_handle.h"
 
 namespace {
 
@@ -18,15 +20,14 @@ bool ReadRelease(const std::wstring& key, REGSAM view, DWORD& release) {
     DWORD value = 0;
     DWORD size = sizeof(value);
     DWORD type = 0;
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE | view, &opened) !=
+    UniqueRegKey opened;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE | view, opened.Put()) !=
         ERROR_SUCCESS) {
         return false;
     }
-    const bool read = RegQueryValueExW(opened, L"Release", nullptr, &type,
+    const bool read = RegQueryValueExW(opened.Get(), L"Release", nullptr, &type,
                                        reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
                       type == REG_DWORD;
-    RegCloseKey(opened);
     if (read) {
         release = value;
     }
@@ -80,13 +81,10 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
         return kStatusRenameFailed;
     }
     // Whatever happens next, the installer and its folder go again.
-    struct Cleanup {
-        std::wstring file;
-        ~Cleanup() {
-            _wremove(file.c_str());
-            RemoveDirectoryW(file_sys::GetParentFolder(file).c_str());
-        }
-    } cleanup{installer};
+    const ScopeExit cleanup([&installer] {
+        _wremove(installer.c_str());
+        RemoveDirectoryW(file_sys::GetParentFolder(installer).c_str());
+    });
 
     LOG_INFO(kFunction, L"Launching .NET Framework installer: " + installer + L" " +
                             kNetInstallerArguments);
