@@ -16,6 +16,7 @@
 #include "sys/process_sys.h"
 #include "sys/scope_exit.h"
 #include "sys/text_sys.h"
+#include "sys/unique_handle.h"
 #include "ui/install_dialog.h"
 #include "ui/localisation.h"
 #include "ui/uninstall_dialog.h"
@@ -53,11 +54,10 @@ DWORD RunSilent(SetupSettings& settings) {
         return static_cast<DWORD>(Failed(stored) ? stored : kStatusOk);
     }
     if (settings.uninstall) {
-        HANDLE agent = OpenMutexW(SYNCHRONIZE, FALSE, kAgentMutex);
-        if (agent == nullptr) {
+        // Only whether the agent's mutex exists matters; the probe closes at once.
+        if (!UniqueKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kAgentMutex))) {
             return kExitAgentNotRunning;
         }
-        CloseHandle(agent);
         const ScopeExit wipe([&] { text_sys::Wipe(settings.password); });
         CLogging log(kInstallerLogFile, kUninstallerComponent);
         return static_cast<DWORD>(
@@ -71,10 +71,7 @@ DWORD RunWindowed(HINSTANCE instance, const SetupSettings& settings, const wchar
     Gdiplus::GdiplusStartupInput gdiplusInput;
     ULONG_PTR gdiplusToken = 0;
     Gdiplus::GdiplusStartup(&gdiplusToken, &gdiplusInput, nullptr);
-    struct GdiplusShutdown {
-        ULONG_PTR token;
-        ~GdiplusShutdown() { Gdiplus::GdiplusShutdown(token); }
-    } shutdown{gdiplusToken};
+    const ScopeExit shutdown([gdiplusToken] { Gdiplus::GdiplusShutdown(gdiplusToken); });
 
     HWND hidden = CreateWindowExW(0, windowClass, title, WS_OVERLAPPEDWINDOW, CW_USEDEFAULT, 0,
                                   CW_USEDEFAULT, 0, nullptr, nullptr, instance, nullptr);
@@ -151,9 +148,7 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
     }
 
     // Held until the process ends; a second setup in this session sees it.
-    HANDLE existing = OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kSetupInstanceMutex);
-    if (existing != nullptr) {
-        CloseHandle(existing);
+    if (UniqueKernelHandle(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kSetupInstanceMutex))) {
         return kExitAlreadyRunning;
     }
     // Another setup may have created it since the test above.
@@ -161,7 +156,7 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
     if (instanceMutex == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) {
         return kExitAlreadyRunning;  // the handle goes with the process
     }
-    HANDLE runningMarker = CreateMutexW(nullptr, FALSE, kSetupRunningMarker);
+    UniqueKernelHandle runningMarker(CreateMutexW(nullptr, FALSE, kSetupRunningMarker));
 
     SetThreadLanguage(settings.languageId);
     wchar_t title[100] = {};
@@ -183,9 +178,6 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
     const DWORD exitCode = (settings.silent || !settings.sessionActive)
                                ? RunSilent(settings)
                                : RunWindowed(instance, settings, windowClass, title);
-    if (runningMarker != nullptr) {
-        CloseHandle(runningMarker);
-    }
     return exitCode;
 }
 

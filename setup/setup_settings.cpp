@@ -14,6 +14,7 @@
 #include "sys/process_sys.h"
 #include "sys/scope_exit.h"
 #include "sys/text_sys.h"
+#include "sys/unique_handle.h"
 
 namespace {
 
@@ -165,14 +166,11 @@ bool ParseCommandLineText(SetupSettings& settings, const wchar_t* commandLine) {
         return false;
     }
     int count = 0;
-    LPWSTR* arguments = CommandLineToArgvW(commandLine, &count);
-    if (arguments == nullptr) {
+    const UniqueLocalMemory<LPWSTR*> argumentList(CommandLineToArgvW(commandLine, &count));
+    if (!argumentList) {
         return false;
     }
-    struct Release {
-        LPWSTR* arguments;
-        ~Release() { LocalFree(arguments); }
-    } release{arguments};
+    LPWSTR* const arguments = argumentList.Get();
 
     if (count < 2 || !ParseModeArgument(settings, arguments[1])) {
         return false;

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include "sys/unique_handle.h"
+
 namespace file_sys {
 namespace {
 
@@ -65,8 +67,8 @@ Status CreateFolderTree(const std::wstring& path) {
 std::vector<std::wstring> ListFolder(const std::wstring& path) {
     std::vector<std::wstring> entries;
     WIN32_FIND_DATAW found{};
-    HANDLE search = FindFirstFileW((path + L"\\*").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) {
+    UniqueFindHandle search(FindFirstFileW((path + L"\\*").c_str(), &found));
+    if (!search) {
         return entries;
     }
     do {
@@ -74,8 +76,7 @@ std::vector<std::wstring> ListFolder(const std::wstring& path) {
         if (name != L"." && name != L"..") {
             entries.push_back(path + L"\\" + name);
         }
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
+    } while (FindNextFileW(search.Get(), &found));
     return entries;
 }
 

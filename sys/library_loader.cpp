@@ -2,12 +2,19 @@
 
 #include <shlwapi.h>
 
+#include <utility>
+
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
 
 // A library whose objects still live stays loaded: freeing it would leave them pointing
 // into unmapped code. The system unloads it with the process.
-CLibraryLoader::~CLibraryLoader() { UnloadUnused(); }
+CLibraryLoader::~CLibraryLoader() {
+    UnloadUnused();
+    for (auto& entry : libraries_) {
+        entry.second.Release();
+    }
+}
 
 std::wstring CLibraryLoader::CacheKey(const std::wstring& nameOrPath) {
     std::wstring name = text_sys::ToLowerText(nameOrPath.substr(nameOrPath.find_last_of(L"\\/") + 1));
@@ -19,7 +26,7 @@ std::wstring CLibraryLoader::CacheKey(const std::wstring& nameOrPath) {
 
 HMODULE CLibraryLoader::GetLoaded(const std::wstring& nameOrPath) const {
     auto found = libraries_.find(CacheKey(nameOrPath));
-    return found == libraries_.end() ? nullptr : found->second;
+    return found == libraries_.end() ? nullptr : found->second.Get();
 }
 
 HMODULE CLibraryLoader::Load(const std::wstring& nameOrPath) {
@@ -35,11 +42,11 @@ HMODULE CLibraryLoader::Load(const std::wstring& nameOrPath) {
         path = process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + path;
     }
     // Dependencies are searched in the library's own folder.
-    HMODULE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-    if (module != nullptr) {
-        libraries_[key] = module;
+    UniqueModule module(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    if (!module) {
+        return nullptr;
     }
-    return module;
+    return libraries_.emplace(key, std::move(module)).first->second.Get();
 }
 
 namespace {
@@ -52,10 +59,9 @@ using GetLockCountFn = int (*)();
 void CLibraryLoader::UnloadUnused() {
     for (auto entry = libraries_.begin(); entry != libraries_.end();) {
         auto lockCount = reinterpret_cast<GetLockCountFn>(
-            reinterpret_cast<void*>(GetProcAddress(entry->second, "GetLockCount")));
+            reinterpret_cast<void*>(GetProcAddress(entry->second.Get(), "GetLockCount")));
         if (lockCount != nullptr && lockCount() == 0) {
-            FreeLibrary(entry->second);
-            entry = libraries_.erase(entry);
+            entry = libraries_.erase(entry);  // frees the library
         } else {
             ++entry;
         }

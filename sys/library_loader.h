@@ -5,6 +5,8 @@
 #include <map>
 #include <string>
 
+#include "sys/unique_handle.h"
+
 // A cache of loaded libraries keyed by lower-case file name (".dll" appended when missing).
 class ILibraryLoader {
 public:
@@ -33,5 +35,5 @@ public:
     static std::wstring CacheKey(const std::wstring& nameOrPath);
 
 private:
-    std::map<std::wstring, HMODULE> libraries_;
+    std::map<std::wstring, UniqueModule> libraries_;
 };

@@ -4,6 +4,7 @@
 #include <tlhelp32.h>
 #include <wtsapi32.h>
 
+#include "sys/scope_exit.h"
 #include "sys/text_sys.h"
 
 #include <clocale>
@@ -39,13 +40,6 @@ bool IsPathEntry(const std::wstring& entry) {
 
 }  // namespace
 
-void OwnedHandle::Reset(HANDLE handle) {
-    if (handle_ != INVALID_HANDLE_VALUE && handle_ != nullptr) {
-        CloseHandle(handle_);
-    }
-    handle_ = handle;
-}
-
 BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void* environment,
                                  STARTUPINFOW* startupInfo, PROCESS_INFORMATION* processInfo,
                                  DWORD handleCount, HANDLE* handles) {
@@ -55,22 +49,20 @@ BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void
         return FALSE;
     }
 
-    // Owns the attribute list; deleting and freeing keep the caller's last error.
-    struct AttributeList {
-        LPPROC_THREAD_ATTRIBUTE_LIST list = nullptr;
-        bool initialised = false;
-        ~AttributeList() {
-            if (list == nullptr) {
-                return;
-            }
-            DWORD error = GetLastError();
-            if (initialised) {
-                DeleteProcThreadAttributeList(list);
-            }
-            HeapFree(GetProcessHeap(), 0, list);
-            SetLastError(error);
+    LPPROC_THREAD_ATTRIBUTE_LIST attributeList = nullptr;
+    bool initialised = false;
+    // Deleting and freeing the list keep the caller's last error.
+    const ScopeExit freeAttributes([&] {
+        if (attributeList == nullptr) {
+            return;
         }
-    } attributes;
+        DWORD error = GetLastError();
+        if (initialised) {
+            DeleteProcThreadAttributeList(attributeList);
+        }
+        HeapFree(GetProcessHeap(), 0, attributeList);
+        SetLastError(error);
+    });
 
     if (handleCount > 0) {
         SIZE_T size = 0;
@@ -78,17 +70,16 @@ BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void
             GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
             return FALSE;
         }
-        attributes.list =
+        attributeList =
             static_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(HeapAlloc(GetProcessHeap(), 0, size));
-        if (attributes.list == nullptr) {
+        if (attributeList == nullptr) {
             SetLastError(ERROR_NOT_ENOUGH_MEMORY);
             return FALSE;
         }
-        attributes.initialised =
-            InitializeProcThreadAttributeList(attributes.list, 1, 0, &size) != FALSE;
-        if (!attributes.initialised ||
-            !UpdateProcThreadAttribute(attributes.list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                       handles, handleCount * sizeof(HANDLE), nullptr, nullptr)) {
+        initialised = InitializeProcThreadAttributeList(attributeList, 1, 0, &size) != FALSE;
+        if (!initialised ||
+            !UpdateProcThreadAttribute(attributeList, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles,
+                                       handleCount * sizeof(HANDLE), nullptr, nullptr)) {
             return FALSE;
         }
     }
@@ -96,7 +87,7 @@ BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void
     STARTUPINFOEXW extended{};
     extended.StartupInfo = *startupInfo;
     extended.StartupInfo.cb = sizeof(STARTUPINFOEXW);
-    extended.lpAttributeList = attributes.list;
+    extended.lpAttributeList = attributeList;
     return CreateProcessW(nullptr, commandLine, nullptr, nullptr, inheritHandles, kCreationFlags,
                           environment, nullptr, &extended.StartupInfo, processInfo);
 }
@@ -116,24 +107,24 @@ ChildProcess::ChildProcess(const std::wstring& commandLine, ChildStreams streams
     const bool connected = streams != ChildStreams::kInherit;
     if (connected) {
         SECURITY_ATTRIBUTES inherit{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-        if (!CreatePipe(stdinRead_.Receive(), stdinWrite_.Receive(), &inherit, 0)) {
+        if (!CreatePipe(stdinRead_.Put(), stdinWrite_.Put(), &inherit, 0)) {
             return;
         }
         // Output nobody reads must not sit in a pipe: a full pipe stalls the child.
         childError_.Reset(OpenNullDevice());
         if (streams == ChildStreams::kOutput) {
-            if (!CreatePipe(stdoutRead_.Receive(), stdoutWrite_.Receive(), &inherit, 0)) {
+            if (!CreatePipe(stdoutRead_.Put(), stdoutWrite_.Put(), &inherit, 0)) {
                 return;
             }
         } else {
             stdoutWrite_.Reset(OpenNullDevice());
         }
-        if (childError_.Get() == INVALID_HANDLE_VALUE || stdoutWrite_.Get() == INVALID_HANDLE_VALUE) {
+        if (!childError_ || !stdoutWrite_) {
             return;
         }
         // This process's own ends stay out of the child.
         SetHandleInformation(stdinWrite_.Get(), HANDLE_FLAG_INHERIT, 0);
-        if (stdoutRead_.Get() != INVALID_HANDLE_VALUE) {
+        if (stdoutRead_) {
             SetHandleInformation(stdoutRead_.Get(), HANDLE_FLAG_INHERIT, 0);
         }
     }
@@ -155,8 +146,8 @@ ChildProcess::ChildProcess(const std::wstring& commandLine, ChildStreams streams
     if (CreateProcessWithHandleList(mutableCommandLine.data(), connected ? TRUE : FALSE,
                                     environment.data(), &startup, &info, connected ? 3 : 0,
                                     connected ? childEnds : nullptr)) {
-        process_ = info.hProcess;
-        thread_ = info.hThread;
+        process_.Reset(info.hProcess);
+        thread_.Reset(info.hThread);
         processId_ = info.dwProcessId;
     }
     // A command line may carry a secret (the farewell password); this copy goes now.
@@ -166,15 +157,6 @@ ChildProcess::ChildProcess(const std::wstring& commandLine, ChildStreams streams
     stdinRead_.Reset();
     stdoutWrite_.Reset();
     childError_.Reset();
-}
-
-ChildProcess::~ChildProcess() {
-    if (process_ != nullptr && process_ != INVALID_HANDLE_VALUE) {
-        CloseHandle(process_);
-    }
-    if (thread_ != nullptr && thread_ != INVALID_HANDLE_VALUE) {
-        CloseHandle(thread_);
-    }
 }
 
 std::wstring ChildProcess::ReadOutput(DWORD limitMs) {
@@ -213,7 +195,7 @@ std::wstring ChildProcess::ReadOutput(DWORD limitMs) {
 }
 
 Status ChildProcess::Wait(DWORD timeoutMs) {
-    if (stdinWrite_.Get() != INVALID_HANDLE_VALUE) {
+    if (stdinWrite_) {
         const char endOfFile = 0x1A;
         DWORD written = 0;
         WriteFile(stdinWrite_.Get(), &endOfFile, 1, &written, nullptr);
@@ -222,32 +204,32 @@ Status ChildProcess::Wait(DWORD timeoutMs) {
 
     bool secondFailed = false;
     if (secondProcessName_ != nullptr) {
-        OwnedHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+        UniqueFileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
         PROCESSENTRY32W entry{};
         entry.dwSize = sizeof(entry);
-        if (snapshot.Get() != INVALID_HANDLE_VALUE && Process32FirstW(snapshot.Get(), &entry)) {
+        if (snapshot && Process32FirstW(snapshot.Get(), &entry)) {
             do {
                 if (_wcsicmp(entry.szExeFile, secondProcessName_) != 0) {
                     continue;
                 }
-                HANDLE second = OpenProcess(kSecondProcessAccess, FALSE, entry.th32ProcessID);
-                if (second != nullptr) {
-                    if (WaitForSingleObject(second, timeoutMs) == WAIT_OBJECT_0) {
+                UniqueKernelHandle second(
+                    OpenProcess(kSecondProcessAccess, FALSE, entry.th32ProcessID));
+                if (second) {
+                    if (WaitForSingleObject(second.Get(), timeoutMs) == WAIT_OBJECT_0) {
                         DWORD code = 0;
-                        if (secondExitCode_ != nullptr && GetExitCodeProcess(second, &code)) {
+                        if (secondExitCode_ != nullptr && GetExitCodeProcess(second.Get(), &code)) {
                             *secondExitCode_ = code;
                         }
                     } else {
                         secondFailed = true;
                     }
-                    CloseHandle(second);
                 }
                 break;
             } while (Process32NextW(snapshot.Get(), &entry));
         }
     }
 
-    DWORD waited = WaitForSingleObject(process_, timeoutMs == 0 ? INFINITE : timeoutMs);
+    DWORD waited = WaitForSingleObject(process_.Get(), timeoutMs == 0 ? INFINITE : timeoutMs);
     if (waited != WAIT_OBJECT_0 || secondFailed) {
         return kStatusWaitFailed;
     }
@@ -293,8 +275,8 @@ std::vector<wchar_t> GetModifiedPath() {
 
 std::set<DWORD> GetPidsByName(const std::wstring& executableName) {
     std::set<DWORD> pids;
-    OwnedHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    if (snapshot.Get() == INVALID_HANDLE_VALUE) {
+    UniqueFileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    if (!snapshot) {
         return pids;
     }
     PROCESSENTRY32W entry{};
@@ -309,8 +291,9 @@ std::set<DWORD> GetPidsByName(const std::wstring& executableName) {
 }
 
 bool EnableShutdownPrivilege(bool& wasEnabled) {
-    HANDLE token = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
+    UniqueKernelHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY,
+                          token.Put())) {
         return false;
     }
     TOKEN_PRIVILEGES wanted{};
@@ -320,37 +303,35 @@ bool EnableShutdownPrivilege(bool& wasEnabled) {
     if (LookupPrivilegeValueW(nullptr, SE_SHUTDOWN_NAME, &wanted.Privileges[0].Luid)) {
         TOKEN_PRIVILEGES previous{};
         DWORD previousSize = sizeof(previous);
-        ok = AdjustTokenPrivileges(token, FALSE, &wanted, sizeof(previous), &previous,
+        ok = AdjustTokenPrivileges(token.Get(), FALSE, &wanted, sizeof(previous), &previous,
                                    &previousSize) != FALSE;
         if (ok) {
             // An empty previous state means nothing changed: the privilege was already on.
             wasEnabled = previous.PrivilegeCount == 0 || previous.Privileges[0].Attributes != 0;
         }
     }
-    CloseHandle(token);
     return ok;
 }
 
 bool IsSessionActive(DWORD sessionId) {
-    WTS_SESSION_INFOW* sessions = nullptr;
+    UniqueWtsMemory<WTS_SESSION_INFOW*> sessions;
     DWORD count = 0;
-    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &sessions, &count)) {
+    if (!WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, sessions.Put(), &count)) {
         return false;
     }
     bool active = false;
     for (DWORD i = 0; i < count; ++i) {
-        if (sessions[i].SessionId == sessionId) {
-            active = sessions[i].State == WTSActive;
+        if (sessions.Get()[i].SessionId == sessionId) {
+            active = sessions.Get()[i].State == WTSActive;
             break;
         }
     }
-    WTSFreeMemory(sessions);
     return active;
 }
 
 bool IsRunningAsLocalSystem() {
-    HANDLE token = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
+    UniqueKernelHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put())) {
         return false;
     }
     bool system = false;
@@ -360,12 +341,11 @@ bool IsRunningAsLocalSystem() {
                                  &localSystem)) {
         alignas(TOKEN_USER) BYTE buffer[84];
         DWORD size = 0;
-        if (GetTokenInformation(token, TokenUser, buffer, sizeof(buffer), &size)) {
+        if (GetTokenInformation(token.Get(), TokenUser, buffer, sizeof(buffer), &size)) {
             system = EqualSid(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, localSystem) != FALSE;
         }
         FreeSid(localSystem);
     }
-    CloseHandle(token);
     return system;
 }
 

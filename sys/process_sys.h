@@ -10,28 +10,9 @@
 #include <vector>
 
 #include "sys/status.h"
+#include "sys/unique_handle.h"
 
 namespace process_sys {
-
-// Closes the handle it holds when replaced or destroyed; empty holds INVALID_HANDLE_VALUE.
-class OwnedHandle {
-public:
-    OwnedHandle() = default;
-    explicit OwnedHandle(HANDLE handle) : handle_(handle) {}
-    ~OwnedHandle() { Reset(); }
-    OwnedHandle(const OwnedHandle&) = delete;
-    OwnedHandle& operator=(const OwnedHandle&) = delete;
-
-    HANDLE Get() const { return handle_; }
-    HANDLE* Receive() {
-        Reset();
-        return &handle_;
-    }
-    void Reset(HANDLE handle = INVALID_HANDLE_VALUE);
-
-private:
-    HANDLE handle_ = INVALID_HANDLE_VALUE;
-};
 
 // Which standard streams of a child are connected to this process.
 enum class ChildStreams {
@@ -44,12 +25,11 @@ enum class ChildStreams {
 class ChildProcess {
 public:
     ChildProcess(const std::wstring& commandLine, ChildStreams streams);
-    ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    bool Started() const { return process_ != nullptr && process_ != INVALID_HANDLE_VALUE; }
-    HANDLE Process() const { return process_; }
+    bool Started() const { return process_.Valid(); }
+    HANDLE Process() const { return process_.Get(); }
     DWORD ProcessId() const { return processId_; }
 
     // Also waits for the first running process of this executable name; its exit code is
@@ -68,14 +48,14 @@ public:
     Status Wait(DWORD timeoutMs);
 
 private:
-    HANDLE process_ = nullptr;
-    HANDLE thread_ = nullptr;
+    UniqueKernelHandle process_;
+    UniqueKernelHandle thread_;
     DWORD processId_ = 0;
     const wchar_t* secondProcessName_ = nullptr;
     std::uint32_t* secondExitCode_ = nullptr;
-    OwnedHandle stdinRead_, stdinWrite_;
-    OwnedHandle stdoutRead_, stdoutWrite_;
-    OwnedHandle childError_;
+    UniqueFileHandle stdinRead_, stdinWrite_;
+    UniqueFileHandle stdoutRead_, stdoutWrite_;
+    UniqueFileHandle childError_;
 };
 
 BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void* environment,

@@ -1,5 +1,7 @@
 #include "sys/registry_sys.h"
 
+#include "sys/unique_handle.h"
+
 namespace registry_sys {
 namespace {
 
@@ -12,21 +14,20 @@ std::wstring g_runtimeKey;
 std::wstring g_agentBaseKey;
 
 std::wstring ReadRuntimeBase() {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRuntimeClassKey, 0, AccessMask(kQueryValue), &key) !=
-        ERROR_SUCCESS) {
+    UniqueRegKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kRuntimeClassKey, 0, AccessMask(kQueryValue),
+                      key.Put()) != ERROR_SUCCESS) {
         return {};
     }
     wchar_t value[MAX_PATH * 2] = {};
     DWORD size = sizeof(value) - sizeof(wchar_t);
     DWORD type = 0;
     std::wstring base;
-    if (RegQueryValueExW(key, L"SB Runtime", nullptr, &type, reinterpret_cast<BYTE*>(value),
+    if (RegQueryValueExW(key.Get(), L"SB Runtime", nullptr, &type, reinterpret_cast<BYTE*>(value),
                          &size) == ERROR_SUCCESS &&
         (type == REG_SZ || type == REG_EXPAND_SZ)) {
         base.assign(value, wcsnlen(value, size / sizeof(wchar_t)));
     }
-    RegCloseKey(key);
     return base;
 }
 
@@ -69,12 +70,10 @@ Status DeleteRegistryKey(const std::wstring& keyPath, unsigned access, bool recu
     const REGSAM mask = AccessMask(access);
     LSTATUS code = ERROR_NOT_FOUND;
     if (recursive) {
-        HKEY root = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"", 0, mask, &root) == ERROR_SUCCESS) {
-            if (!keyPath.empty()) {
-                code = RegDeleteTreeW(root, keyPath.c_str());
-            }
-            RegCloseKey(root);
+        UniqueRegKey root;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"", 0, mask, root.Put()) == ERROR_SUCCESS &&
+            !keyPath.empty()) {
+            code = RegDeleteTreeW(root.Get(), keyPath.c_str());
         }
     } else {
         code = RegDeleteKeyExW(HKEY_LOCAL_MACHINE, keyPath.c_str(), mask, 0);
@@ -86,25 +85,20 @@ Status DeleteRegistryKey(const std::wstring& keyPath, unsigned access, bool recu
 }
 
 bool KeyExists(const std::wstring& keyPath) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &key) !=
-        ERROR_SUCCESS) {
-        return false;
-    }
-    RegCloseKey(key);
-    return true;
+    UniqueRegKey key;
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath.c_str(), 0, KEY_READ | KEY_WOW64_64KEY,
+                         key.Put()) == ERROR_SUCCESS;
 }
 
 Status DeleteRegistryValue(unsigned root, const std::wstring& keyPath,
                            const std::wstring& valueName) {
     HKEY rootKey = RootKey(root);
-    HKEY key = nullptr;
-    if (rootKey == nullptr ||
-        RegOpenKeyExW(rootKey, keyPath.c_str(), 0, AccessMask(kSetValue), &key) != ERROR_SUCCESS) {
+    UniqueRegKey key;
+    if (rootKey == nullptr || RegOpenKeyExW(rootKey, keyPath.c_str(), 0, AccessMask(kSetValue),
+                                            key.Put()) != ERROR_SUCCESS) {
         return kStatusRegistryFailed;
     }
-    LSTATUS code = RegDeleteValueW(key, valueName.c_str());
-    RegCloseKey(key);
+    LSTATUS code = RegDeleteValueW(key.Get(), valueName.c_str());
     return code == ERROR_SUCCESS ? kStatusOk : kStatusRegistryFailed;
 }
 

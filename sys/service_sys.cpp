@@ -12,24 +12,6 @@ constexpr DWORD kManagerReadAccess = GENERIC_READ | SC_MANAGER_ALL_ACCESS;  // 0
 constexpr int kManagerAttempts = 3;
 constexpr DWORD kRestartDelayMs = 2000;
 
-// Closes a manager or service handle when the call ends.
-class ScHandle {
-public:
-    explicit ScHandle(SC_HANDLE handle) : handle_(handle) {}
-    ~ScHandle() {
-        if (handle_ != nullptr) {
-            CloseServiceHandle(handle_);
-        }
-    }
-    ScHandle(const ScHandle&) = delete;
-    ScHandle& operator=(const ScHandle&) = delete;
-    SC_HANDLE Get() const { return handle_; }
-    explicit operator bool() const { return handle_ != nullptr; }
-
-private:
-    SC_HANDLE handle_;
-};
-
 void Store(DWORD* lastError, DWORD error) {
     if (lastError != nullptr) {
         *lastError = error;
@@ -38,11 +20,11 @@ void Store(DWORD* lastError, DWORD error) {
 
 Status QueryServiceConfigField(const std::wstring& name,
                                const std::function<void(const QUERY_SERVICE_CONFIGW&)>& take) {
-    ScHandle manager(OpenServiceManager(kManagerReadAccess));
+    UniqueServiceHandle manager = OpenServiceManager(kManagerReadAccess);
     if (!manager) {
         return kStatusServiceManagerUnavailable;
     }
-    ScHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_CONFIG));
+    UniqueServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_CONFIG));
     if (!service) {
         return kStatusServiceFailed;  // a missing service has no configuration to read
     }
@@ -77,26 +59,26 @@ Status ConfigurationFailure(DWORD* lastError) {
 
 }  // namespace
 
-SC_HANDLE OpenServiceManager(DWORD access, DWORD* lastError) {
+UniqueServiceHandle OpenServiceManager(DWORD access, DWORD* lastError) {
     for (int attempt = 0; attempt < kManagerAttempts; ++attempt) {
-        SC_HANDLE manager = OpenSCManagerW(nullptr, SERVICES_ACTIVE_DATABASEW, access);
-        if (manager != nullptr) {
+        UniqueServiceHandle manager(OpenSCManagerW(nullptr, SERVICES_ACTIVE_DATABASEW, access));
+        if (manager) {
             return manager;
         }
         Store(lastError, GetLastError());
         process_sys::SleepFor(std::chrono::milliseconds(1000));
     }
-    return nullptr;
+    return {};
 }
 
 Status CreateOrUpdateService(const std::wstring& name, const std::wstring& binaryPath,
                              DWORD serviceType, DWORD startType, const wchar_t* displayName,
                              const wchar_t* description, DWORD* lastError) {
-    ScHandle manager(OpenServiceManager(GENERIC_ALL, lastError));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL, lastError);
     if (!manager) {
         return kStatusServiceManagerUnavailable;
     }
-    ScHandle existing(OpenServiceW(manager.Get(), name.c_str(), SERVICE_ALL_ACCESS));
+    UniqueServiceHandle existing(OpenServiceW(manager.Get(), name.c_str(), SERVICE_ALL_ACCESS));
     if (!existing && GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST) {
         Store(lastError, GetLastError());
         return kStatusServiceFailed;
@@ -108,10 +90,9 @@ Status CreateOrUpdateService(const std::wstring& name, const std::wstring& binar
                                   : process_sys::BuildCommandLine(binaryPath);
 
     if (!existing) {
-        ScHandle created(CreateServiceW(manager.Get(), name.c_str(), shownName,
-                                        SERVICE_ALL_ACCESS, serviceType, startType,
-                                        SERVICE_ERROR_NORMAL, path.c_str(), nullptr, nullptr,
-                                        nullptr, nullptr, nullptr));
+        UniqueServiceHandle created(CreateServiceW(
+            manager.Get(), name.c_str(), shownName, SERVICE_ALL_ACCESS, serviceType, startType,
+            SERVICE_ERROR_NORMAL, path.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
         return created ? Describe(created.Get(), description)
                        : ConfigurationFailure(lastError);
     }
@@ -124,11 +105,11 @@ Status CreateOrUpdateService(const std::wstring& name, const std::wstring& binar
 }
 
 Status SetServiceRecovery(const std::wstring& name, DWORD* lastError) {
-    ScHandle manager(OpenServiceManager(GENERIC_ALL, lastError));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL, lastError);
     if (!manager) {
         return kStatusServiceFailed;
     }
-    ScHandle service(
+    UniqueServiceHandle service(
         OpenServiceW(manager.Get(), name.c_str(), SERVICE_CHANGE_CONFIG | SERVICE_START));
     if (!service) {
         Store(lastError, GetLastError());
@@ -149,11 +130,11 @@ Status SetServiceRecovery(const std::wstring& name, DWORD* lastError) {
 }
 
 Status StartServiceByName(const std::wstring& name, DWORD* lastError) {
-    ScHandle manager(OpenServiceManager(GENERIC_ALL, lastError));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL, lastError);
     if (!manager) {
         return kStatusServiceFailed;
     }
-    ScHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_START));
+    UniqueServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_START));
     if (!service) {
         Store(lastError, GetLastError());
         return kStatusServiceFailed;
@@ -170,11 +151,11 @@ Status StartServiceByName(const std::wstring& name, DWORD* lastError) {
 }
 
 Status StopService(const std::wstring& name) {
-    ScHandle manager(OpenServiceManager(GENERIC_ALL));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL);
     if (!manager) {
         return kStatusServiceFailed;
     }
-    ScHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_STOP));
+    UniqueServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_STOP));
     SERVICE_STATUS status{};
     if (!service || !ControlService(service.Get(), SERVICE_CONTROL_STOP, &status)) {
         return kStatusServiceFailed;
@@ -183,11 +164,11 @@ Status StopService(const std::wstring& name) {
 }
 
 Status DeleteServiceByName(const std::wstring& name) {
-    ScHandle manager(OpenServiceManager(GENERIC_ALL));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL);
     if (!manager) {
         return kStatusServiceManagerUnavailable;
     }
-    ScHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_ALL_ACCESS));
+    UniqueServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_ALL_ACCESS));
     if (!service) {
         return GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST ? kStatusOk : kStatusServiceFailed;
     }
@@ -199,11 +180,11 @@ Status DeleteServiceByName(const std::wstring& name) {
 
 Status ServiceExists(const std::wstring& name, bool& exists) {
     exists = false;
-    ScHandle manager(OpenServiceManager(GENERIC_ALL));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL);
     if (!manager) {
         return kStatusServiceManagerUnavailable;
     }
-    ScHandle service(
+    UniqueServiceHandle service(
         OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS));
     if (!service) {
         return GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST ? kStatusOk : kStatusServiceFailed;
@@ -221,11 +202,11 @@ Status ServiceExists(const std::wstring& name, bool& exists) {
 }
 
 DWORD GetServiceState(const std::wstring& name) {
-    ScHandle manager(OpenServiceManager(GENERIC_ALL));
+    UniqueServiceHandle manager = OpenServiceManager(GENERIC_ALL);
     if (!manager) {
         return kStateUnknown;
     }
-    ScHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_STATUS));
+    UniqueServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_STATUS));
     SERVICE_STATUS status{};
     if (!service || !QueryServiceStatus(service.Get(), &status)) {
         return kStateUnknown;
@@ -237,11 +218,11 @@ DWORD GetServiceState(const std::wstring& name) {
 
 Status GetServiceDescription(const std::wstring& name, std::wstring& text) {
     text.clear();
-    ScHandle manager(OpenServiceManager(kManagerReadAccess));
+    UniqueServiceHandle manager = OpenServiceManager(kManagerReadAccess);
     if (!manager) {
         return kStatusServiceManagerUnavailable;
     }
-    ScHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_CONFIG));
+    UniqueServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_QUERY_CONFIG));
     if (!service) {
         return kStatusServiceFailed;
     }

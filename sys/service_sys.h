@@ -5,6 +5,7 @@
 #include <string>
 
 #include "sys/status.h"
+#include "sys/unique_handle.h"
 
 // One self-contained call per service operation: open the manager, open the service, act,
 // close both.
@@ -33,7 +34,7 @@ constexpr DWORD kStateUnknown = 0;
 
 // The manager of the local machine, tried three times a second apart; null on failure.
 // lastError, when given, receives the platform error of each failed attempt.
-SC_HANDLE OpenServiceManager(DWORD access, DWORD* lastError = nullptr);
+UniqueServiceHandle OpenServiceManager(DWORD access, DWORD* lastError = nullptr);
 
 Status CreateOrUpdateService(const std::wstring& name, const std::wstring& binaryPath,
                              DWORD serviceType, DWORD startType,

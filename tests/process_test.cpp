@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <utility>
 #include <vector>
 
 #include "sys/process_sys.h"
+#include "sys/unique_handle.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -184,6 +186,35 @@ TEST(ProcessIdentity, OwnProcessQueries) {
     EXPECT_TRUE(EnableShutdownPrivilege(wasEnabled));
     EXPECT_EQ(GetModulePath(), BinFolder() + L"\\process_tests.exe");
     EXPECT_EQ(FolderOf(L"\\x.exe"), L"\\");
+}
+
+bool IsOpen(HANDLE handle) {
+    DWORD flags = 0;
+    return GetHandleInformation(handle, &flags) != FALSE;
+}
+
+// A second close can hit whatever handle was opened meanwhile under the same value, so each
+// hand-over must leave exactly one holder that closes.
+TEST(UniqueHandle, ClosesOnlyThroughItsLastOwner) {
+    HANDLE first = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    HANDLE second = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    ASSERT_TRUE(IsOpen(first) && IsOpen(second));
+
+    UniqueKernelHandle kept;
+    {
+        UniqueKernelHandle moved(first);
+        kept = std::move(moved);
+    }
+    EXPECT_TRUE(IsOpen(first));
+
+    *kept.Put() = second;
+    EXPECT_FALSE(IsOpen(first));
+
+    UniqueKernelHandle taken(kept.Release());
+    kept.Reset();
+    EXPECT_TRUE(IsOpen(second));
+    taken.Reset();
+    EXPECT_FALSE(IsOpen(second));
 }
 
 }  // namespace

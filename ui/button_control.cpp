@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "sys/unique_handle.h"
 #include "ui/ui_drawing.h"
 #include "ui/window_subclass.h"
 
@@ -172,9 +173,8 @@ LRESULT CButtonControl::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam
             return CallWindowProcW(previous_, window_, message, wParam, lParam);
     }
     if (state_ != before) {
-        HDC dc = GetDC(window_);
-        Paint(dc, true);
-        ReleaseDC(window_, dc);
+        const WindowDc dc(window_);
+        Paint(dc.Get(), true);
         return 1;
     }
     return CallWindowProcW(previous_, window_, message, wParam, lParam);

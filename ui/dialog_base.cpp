@@ -12,6 +12,7 @@
 #include "setup/logging.h"
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
+#include "sys/unique_handle.h"
 #include "ui/button_control.h"
 #include "ui/dialog_seams.h"
 #include "ui/localisation.h"
@@ -142,14 +143,9 @@ CDialogBase::~CDialogBase() {
         FreePictures();
         DestroyWindow(window_);
     }
-    if (background_ != nullptr)
-        DeleteObject(background_);
-    if (GetObjectType(linkBackground_) == OBJ_BRUSH)
-        DeleteObject(linkBackground_);
-    if (titleFont_ != nullptr)
-        DeleteObject(titleFont_);
-    if (textFont_ != nullptr)
-        DeleteObject(textFont_);
+    // The link control may have deleted its brush already; that one is not deleted twice.
+    if (GetObjectType(linkBackground_.Get()) != OBJ_BRUSH)
+        linkBackground_.Release();
 }
 
 HWND CDialogBase::CreateFromTemplate(unsigned templateId) {
@@ -163,10 +159,9 @@ HWND CDialogBase::CreateFromTemplate(unsigned templateId) {
 
 void CDialogBase::FreePictures() {
     for (unsigned id : kPictureControls) {
-        auto* last = reinterpret_cast<HBITMAP>(
-            SendDlgItemMessageW(window_, static_cast<int>(id), STM_SETIMAGE, IMAGE_BITMAP, 0));
-        if (last != nullptr)
-            DeleteObject(last);
+        // The control hands back the picture it showed, which is ours to delete.
+        UniqueBitmap last(reinterpret_cast<HBITMAP>(
+            SendDlgItemMessageW(window_, static_cast<int>(id), STM_SETIMAGE, IMAGE_BITMAP, 0)));
     }
 }
 
@@ -237,10 +232,10 @@ void CDialogBase::SetControlBitmap(unsigned id, unsigned bitmapId) {
                                         IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR));
     if (bitmap == nullptr)
         return;
-    auto* previous = reinterpret_cast<HBITMAP>(
-        SendMessageW(control, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(bitmap)));
-    if (previous != nullptr && previous != bitmap)
-        DeleteObject(previous);
+    UniqueBitmap previous(reinterpret_cast<HBITMAP>(
+        SendMessageW(control, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(bitmap))));
+    if (previous.Get() == bitmap)
+        previous.Release();  // the very picture the control now shows
     // The control grows to the picture from its top-left corner; some systems keep a
     // centred-image static at its template size and would clip it.
     BITMAP info{};
@@ -255,14 +250,16 @@ void CDialogBase::SetResultIcon(bool success) {
 }
 
 void CDialogBase::ApplyFonts() {
-    HDC dc = GetDC(window_);
-    titleFont_ = CreateUiFont(dc, 20, FW_BOLD);
-    textFont_ = CreateUiFont(dc, 10, FW_NORMAL);
-    ReleaseDC(window_, dc);
-    SendDlgItemMessageW(window_, IDC_TITLE, WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_), TRUE);
-    SendDlgItemMessageW(window_, IDC_STATUS, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_), TRUE);
-    SendDlgItemMessageW(window_, IDC_SUBTITLE, WM_SETFONT, reinterpret_cast<WPARAM>(textFont_),
-                        TRUE);
+    {
+        const WindowDc dc(window_);
+        titleFont_.Reset(CreateUiFont(dc.Get(), 20, FW_BOLD));
+        textFont_.Reset(CreateUiFont(dc.Get(), 10, FW_NORMAL));
+    }
+    const auto title = reinterpret_cast<WPARAM>(titleFont_.Get());
+    const auto text = reinterpret_cast<WPARAM>(textFont_.Get());
+    SendDlgItemMessageW(window_, IDC_TITLE, WM_SETFONT, title, TRUE);
+    SendDlgItemMessageW(window_, IDC_STATUS, WM_SETFONT, text, TRUE);
+    SendDlgItemMessageW(window_, IDC_SUBTITLE, WM_SETFONT, text, TRUE);
 }
 
 void CDialogBase::Repaint() {
@@ -393,15 +390,14 @@ bool CDialogBase::HandleClosingCommand(unsigned id) {
 
 namespace {
 
-HBRUSH CreateBackgroundBrush() {
-    auto* bitmap = static_cast<HBITMAP>(LoadImageW(
+UniqueBrush CreateBackgroundBrush() {
+    // The brush keeps its own copy of the pattern.
+    const UniqueBitmap bitmap(static_cast<HBITMAP>(LoadImageW(
         GetModuleHandleW(nullptr), MAKEINTRESOURCEW(BrandBitmapId(BrandBitmap::kBackground)),
-        IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR));
-    if (bitmap == nullptr)
-        return nullptr;
-    HBRUSH brush = CreatePatternBrush(bitmap);
-    DeleteObject(bitmap);
-    return brush;
+        IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR)));
+    if (!bitmap)
+        return {};
+    return UniqueBrush(CreatePatternBrush(bitmap.Get()));
 }
 
 }  // namespace
@@ -452,7 +448,7 @@ INT_PTR CDialogBase::RouteMessage(HWND window, UINT message, WPARAM wParam, LPAR
             return 0;
         self->window_ = window;
         self->Initialise();
-        return reinterpret_cast<INT_PTR>(self->background_);
+        return reinterpret_cast<INT_PTR>(self->background_.Get());
     }
     auto* self = reinterpret_cast<CDialogBase*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     if (self == nullptr)
@@ -463,7 +459,7 @@ INT_PTR CDialogBase::RouteMessage(HWND window, UINT message, WPARAM wParam, LPAR
 INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_CTLCOLORDLG:
-            return reinterpret_cast<INT_PTR>(background_);
+            return reinterpret_cast<INT_PTR>(background_.Get());
         case WM_CTLCOLORSTATIC: {
             auto dc = reinterpret_cast<HDC>(wParam);
             auto control = reinterpret_cast<HWND>(lParam);
@@ -482,12 +478,13 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
             if (GetDlgCtrlID(control) == IDC_AGREEMENT_LINK) {
                 // Some link controls delete the brush they are given after painting; the
                 // link gets a copy of its own, made again when it is gone.
-                if (GetObjectType(linkBackground_) != OBJ_BRUSH) {
+                if (GetObjectType(linkBackground_.Get()) != OBJ_BRUSH) {
+                    linkBackground_.Release();  // deleted by the link, or never made
                     linkBackground_ = CreateBackgroundBrush();
                 }
-                return reinterpret_cast<INT_PTR>(linkBackground_);
+                return reinterpret_cast<INT_PTR>(linkBackground_.Get());
             }
-            return reinterpret_cast<INT_PTR>(background_);
+            return reinterpret_cast<INT_PTR>(background_.Get());
         }
         case WM_LBUTTONDOWN:
             SetCapture(window_);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "setup/progress.h"
+#include "sys/unique_handle.h"
 #include "ui/button_control.h"
 #include "ui/rounded_label.h"
 
@@ -102,7 +103,7 @@ protected:
 
     std::vector<std::unique_ptr<CButtonControl>> buttons_;
     std::vector<std::unique_ptr<CRoundedLabel>> labels_;
-    HBRUSH background_ = nullptr;
+    UniqueBrush background_;
     ProgressAnimation progress_;
     HWND window_ = nullptr;
     bool inProgress_ = false;
@@ -123,10 +124,10 @@ private:
 
     std::atomic<bool> workerRunning_{false};
     std::atomic<bool> failedUnexpectedly_{false};
-    HBRUSH linkBackground_ = nullptr;
+    UniqueBrush linkBackground_;
     POINT dragOrigin_{};
-    HFONT titleFont_ = nullptr;
-    HFONT textFont_ = nullptr;
+    UniqueFont titleFont_;
+    UniqueFont textFont_;
 };
 
 // Whether the process token is a member of the built-in Administrators group.

@@ -3,6 +3,8 @@
 #include <cwctype>
 #include <locale.h>
 
+#include "sys/unique_handle.h"
+
 BrandId ActiveBrand() {
     static const BrandId brand = DetectBrand();
     return brand;
@@ -20,13 +22,12 @@ int CALLBACK NoteFontFound(const LOGFONTW*, const TEXTMETRICW*, DWORD, LPARAM fo
 }
 
 bool ScreenHasFace(const wchar_t* face) {
-    HDC screen = GetDC(nullptr);
+    const WindowDc screen(nullptr);
     LOGFONTW query{};
     query.lfCharSet = DEFAULT_CHARSET;
     wcsncpy(query.lfFaceName, face, LF_FACESIZE - 1);
     bool found = false;
-    EnumFontFamiliesExW(screen, &query, NoteFontFound, reinterpret_cast<LPARAM>(&found), 0);
-    ReleaseDC(nullptr, screen);
+    EnumFontFamiliesExW(screen.Get(), &query, NoteFontFound, reinterpret_cast<LPARAM>(&found), 0);
     return found;
 }
 

@@ -8,6 +8,7 @@
 #include "sys/process_sys.h"
 #include "sys/scope_exit.h"
 #include "sys/service_sys.h"
+#include "sys/unique_handle.h"
 
 namespace {
 
@@ -19,15 +20,14 @@ bool ReadRelease(const std::wstring& key, REGSAM view, DWORD& release) {
     DWORD value = 0;
     DWORD size = sizeof(value);
     DWORD type = 0;
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE | view, &opened) !=
+    UniqueRegKey opened;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE | view, opened.Put()) !=
         ERROR_SUCCESS) {
         return false;
     }
-    const bool read = RegQueryValueExW(opened, L"Release", nullptr, &type,
+    const bool read = RegQueryValueExW(opened.Get(), L"Release", nullptr, &type,
                                        reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
                       type == REG_DWORD;
-    RegCloseKey(opened);
     if (read) {
         release = value;
     }

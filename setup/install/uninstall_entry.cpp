@@ -4,6 +4,7 @@
 #include <shlobj.h>
 
 #include "sys/registry_sys.h"
+#include "sys/unique_handle.h"
 
 namespace uninstall_entry {
 namespace {
@@ -68,14 +69,13 @@ void Write(const CAgentBranding& brand, const std::wstring& programFolder,
     registry_sys::DeleteRegistryKey(std::wstring(kUninstallRoot) + kFormerConsole,
                                     registry_sys::kAllAccess64, true);
     registry_sys::DeleteRegistryKey(brand.uninstallRegistryKey, registry_sys::kAllAccess64, true);
-    HKEY key = nullptr;
+    UniqueRegKey key;
     if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, brand.uninstallRegistryKey, 0, nullptr, 0,
-                        KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, &key,
+                        KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, key.Put(),
                         nullptr) != ERROR_SUCCESS) {
-        return;
+        return;  // the agent works without its entry
     }
-    WriteValues(key, brand, programFolder, languageId, version);
-    RegCloseKey(key);
+    WriteValues(key.Get(), brand, programFolder, languageId, version);
 }
 
 void RemoveFormerConsoleAutostart() {

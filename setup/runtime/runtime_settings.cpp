@@ -10,6 +10,7 @@
 #include "sys/file_sys.h"
 #include "sys/registry_sys.h"
 #include "sys/text_sys.h"
+#include "sys/unique_handle.h"
 
 namespace {
 
@@ -50,9 +51,9 @@ std::wstring ExecutableVariant() {
     return {};
 }
 
-Status OpenForWriting(const RuntimeSettingLocation& location, HKEY& key) {
+Status OpenForWriting(const RuntimeSettingLocation& location, UniqueRegKey& key) {
     return RegCreateKeyExW(HKEY_LOCAL_MACHINE, location.registryKey.c_str(), 0, nullptr, 0,
-                           KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, &key,
+                           KEY_SET_VALUE | KEY_WOW64_64KEY, nullptr, key.Put(),
                            nullptr) == ERROR_SUCCESS
                ? kStatusOk
                : kStatusRegistryFailed;
@@ -87,14 +88,13 @@ Status WriteValue(const std::wstring& runtimeKey, DWORD type, const void* data, 
     if (!location) {
         return kStatusNotFound;
     }
-    HKEY key = nullptr;
+    UniqueRegKey key;
     Status status = OpenForWriting(*location, key);
     if (Failed(status)) {
         return status;
     }
-    LSTATUS code = RegSetValueExW(key, location->valueName.c_str(), 0, type,
+    LSTATUS code = RegSetValueExW(key.Get(), location->valueName.c_str(), 0, type,
                                   static_cast<const BYTE*>(data), size);
-    RegCloseKey(key);
     return code == ERROR_SUCCESS ? kStatusOk : kStatusRegistryFailed;
 }
 
