@@ -27,7 +27,7 @@ void SetCurrentDirectoryToSystemFolder() {
     wchar_t folder[MAX_PATH] = {};
     UINT length = GetSystemDirectoryW(folder, MAX_PATH);
     if (length > 0 && length < MAX_PATH) {
-        SetCurrentDirectoryW(folder);
+        SetCurrentDirectoryW(folder);  // best effort: a relative path is never used
     }
 }
 

@@ -254,7 +254,7 @@ void TableMapper::Bind(Statement& statement, int index, const ColumnValue& value
                 api_.bind_text16(handle, index, wide.c_str(), -1, SQLITE_TRANSIENT);
             } else {
                 std::string utf8;
-                text_sys::WideToUtf8(wide, utf8);
+                text_sys::WideToUtf8(wide, utf8);  // an unconvertible text binds empty
                 api_.bind_text(handle, index, utf8.c_str(), -1, SQLITE_TRANSIENT);
             }
             break;

@@ -190,7 +190,7 @@ std::wstring ChildProcess::ReadOutput(DWORD limitMs) {
     }
 
     std::wstring wide;
-    text_sys::NarrowToWide(bytes.c_str(), wide);
+    text_sys::NarrowToWide(bytes.c_str(), wide);  // output for a log: as far as it converts
     return wide;
 }
 

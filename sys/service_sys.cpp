@@ -46,7 +46,7 @@ Status QueryServiceConfigField(const std::wstring& name,
 Status Describe(SC_HANDLE service, const wchar_t* description) {
     if (description != nullptr) {
         SERVICE_DESCRIPTIONW text{const_cast<wchar_t*>(description)};
-        ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &text);
+        ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &text);  // see above
     }
     return kStatusOk;
 }

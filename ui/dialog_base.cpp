@@ -56,6 +56,7 @@ void RequestReboot() {
         return;
     }
     bool wasEnabled = false;
+    // Without the privilege the restart is refused; the window closes either way.
     process_sys::EnableShutdownPrivilege(wasEnabled);
     // Planned; application; installation. The answer is not checked: the window closes anyway.
     ExitWindowsEx(EWX_REBOOT, 0x80040002);

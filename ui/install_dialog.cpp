@@ -125,6 +125,7 @@ std::int32_t CInstallDialog::RunWork(std::wstring&) {
         AgentInstaller installer(GetSetupSettings(), GetBranding(), log);
         status = installer.Install(this);
     }
+    // The agent falls back to the system language; the installation's result is what counts.
     StoreAgentLanguage(GetSetupSettings().languageId);
     return status;
 }

@@ -31,6 +31,7 @@ HWND CUninstallDialog::Create(std::uint32_t languageId, bool) {
 
     if (RunsAsAdministrator()) {
         bool requiresPassword = false;
+        // Unreadable: no password is asked for here; the agent still decides at its farewell.
         ReadUninstallPasswordPolicy(requiresPassword);
         const std::wstring question =
             FormatUiString(IDS_CONFIRM_UNINSTALL, GetBranding().productFamilyName);

@@ -14,7 +14,7 @@ constexpr char kFunction[] = "CAuth::Exchange";
 
 std::wstring Wide(const std::string& utf8) {
     std::wstring wide;
-    text_sys::Utf8ToWide(utf8, wide);
+    text_sys::Utf8ToWide(utf8, wide);  // only for log lines: as far as it converts
     return wide;
 }
 
@@ -72,6 +72,7 @@ Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* r
                                 std::to_string(agentVersion_[1]) + "." +
                                 std::to_string(agentVersion_[2]) + "." +
                                 std::to_string(agentVersion_[3]);
+    // A header the request refuses shows in the backend's answer, which is checked below.
     httpRequest->SetHeader("X-Agent-Version", version.c_str());
     for (const auto& [name, value] : headers) {
         httpRequest->SetHeader(name.c_str(), value.c_str());

@@ -54,7 +54,7 @@ bool IsTokenChanged(const std::wstring& token, const std::wstring& installedPath
         return true;
     }
     ini_sys::IniDocument installed;
-    installed.Load(installedPath);
+    installed.Load(installedPath);  // an unreadable copy reads empty: the token counts as new
     const std::string storedToken = installed.GetText(kSection, kToken);
     if (!storedToken.empty()) {
         return !SameIgnoringCase(storedToken, newToken);
@@ -92,6 +92,7 @@ Status WriteAgentConfig(const SetupSettings& settings, const std::wstring& stage
     if (Failed(saved)) {
         return saved;
     }
+    // The document is in memory; these cannot fail once the values above were set.
     if (IsTokenChanged(settings.token, installedPath)) {
         document.SetBoolean(kSection, kRegisterRequired, true);
     }

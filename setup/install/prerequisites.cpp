@@ -129,6 +129,7 @@ Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
         return kStatusOk;
     }
     log_.Info(kFunction, L"Stopping Task scheduler service");
+    // The scheduler restarts itself when stopping or starting fails; nothing more to do here.
     service_sys::StopService(environment_.schedulerService);
     process_sys::SleepFor(std::chrono::milliseconds(2000));
     log_.Info(kFunction, L"Starting Task scheduler service");
@@ -175,7 +176,7 @@ Status AgentInstaller::StopServiceAndWait(const std::wstring& service) {
             return kStatusOk;
         }
         if (state != SERVICE_STOP_PENDING) {
-            service_sys::StopService(service);
+            service_sys::StopService(service);  // the state read next pass is what counts
         }
         process_sys::SleepFor(std::chrono::milliseconds(1000));
     }

@@ -23,7 +23,7 @@ void DeleteTree(const std::wstring& folder) {
         if (IsFolder(entry)) {
             DeleteTree(entry);
         } else {
-            _wremove(entry.c_str());
+            _wremove(entry.c_str());  // what stays is deferred to the restart by the caller
         }
     }
     _wrmdir(folder.c_str());
