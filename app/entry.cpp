@@ -151,10 +151,14 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
     if (UniqueKernelHandle(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kSetupInstanceMutex))) {
         return kExitAlreadyRunning;
     }
-    // Another setup may have created it since the test above.
-    HANDLE instanceMutex = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
-    if (instanceMutex == nullptr || GetLastError() == ERROR_ALREADY_EXISTS) {
-        return kExitAlreadyRunning;  // the handle goes with the process
+    // Another setup may have created it since the test above. A static owner closes it only
+    // when the process exits.
+    static UniqueKernelHandle instanceMutex;
+    HANDLE created = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
+    const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+    instanceMutex.Reset(created);
+    if (!instanceMutex || existed) {
+        return kExitAlreadyRunning;
     }
     UniqueKernelHandle runningMarker(CreateMutexW(nullptr, FALSE, kSetupRunningMarker));
 

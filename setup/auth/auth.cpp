@@ -63,9 +63,9 @@ Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* r
     const std::wstring wideUrl = Wide(url);
 
     CObjectSmPtr<IRequest> httpRequest;
-    Status status = communication_->CreateRequest(url.c_str(), httpRequest.Receive());
+    Status status = log_.Check(communication_->CreateRequest(url.c_str(), httpRequest.Receive()),
+                               kFunction, L"Communication initialization failed");
     if (Failed(status)) {
-        log_.Error(kFunction, L"Communication initialization failed", status);
         return status;
     }
     const std::string version = std::to_string(agentVersion_[0]) + "." +

@@ -71,9 +71,9 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
     constexpr char kFunction[] = "AgentInstaller::InstallMissingNetFrameworkInstaller";
     log_.Info(kFunction, L"Downloading .NET Framework 4.8");
     std::wstring downloaded;
-    Status status = DownloadInstallerWithErr(environment_.netInstallerUrl, downloaded);
+    Status status = log_.Check(DownloadInstallerWithErr(environment_.netInstallerUrl, downloaded),
+                               kFunction, L"Downloading .NET Framework installer failed");
     if (Failed(status)) {
-        log_.Error(kFunction, L"Downloading .NET Framework installer failed", status);
         return status;
     }
     const std::wstring installer = downloaded + L".exe";
