@@ -143,6 +143,17 @@ Status CLogging::Check(Status status, const char* function, const std::wstring& 
     return status;
 }
 
+std::wstring Redacted(std::wstring text, const std::wstring& secret) {
+    if (secret.empty()) {
+        return text;
+    }
+    for (size_t at = text.find(secret); at != std::wstring::npos;
+         at = text.find(secret, at + 3)) {
+        text.replace(at, secret.size(), L"***");
+    }
+    return text;
+}
+
 void ReportUnexpectedException(const char* where) {
     std::wstring what = L"not a standard exception";
     try {

@@ -62,6 +62,10 @@ private:
     CObjectSmPtr<ILogger> logger_;
 };
 
+// The text with every occurrence of the secret shown as "***", for lines that would
+// otherwise carry it; an empty secret changes nothing.
+std::wstring Redacted(std::wstring text, const std::wstring& secret);
+
 // For the catch block at a thread's boundary. The sequences log their own failures; what
 // escapes one has no log left to go to, so it goes to the system's debug output, which
 // support tools capture.

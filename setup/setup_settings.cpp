@@ -89,6 +89,13 @@ SetupSettings& GetSetupSettings() {
 bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::wstring& value) {
     auto is = [&name](const wchar_t* option) { return _wcsicmp(name.c_str(), option) == 0; };
 
+    // These values become lines of agentconfig.conf: a line break would add keys of its own.
+    for (const wchar_t* option : {L"tok", L"svr", L"psn", L"psu", L"psp"}) {
+        if (is(option) && value.find_first_of(L"\r\n") != std::wstring::npos) {
+            return false;
+        }
+    }
+
     if (is(L"tok")) {
         settings.token = value;
     } else if (is(L"lid")) {

@@ -80,6 +80,11 @@ std::vector<std::wstring> ListFolder(const std::wstring& path) {
     return entries;
 }
 
+bool IsLink(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
 std::wstring GetParentFolder(const std::wstring& path) {
     if (path == L"\\") {
         return path;

@@ -19,6 +19,10 @@ Status CreateFolderTree(const std::wstring& path);
 // Full paths of the entries of a folder, without "." and ".."; empty when unreadable.
 std::vector<std::wstring> ListFolder(const std::wstring& path);
 
+// Whether the path is a reparse point: a symbolic link, a junction or a mount point.
+// Copying and deleting treat one as the link it is and never go through it.
+bool IsLink(const std::wstring& path);
+
 // The path up to its last backslash; a trailing backslash is passed over.
 std::wstring GetParentFolder(const std::wstring& path);
 

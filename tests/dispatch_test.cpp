@@ -40,6 +40,9 @@ TEST_F(Dispatch, UnparsableCommandLinesEndWithMissingParameters) {
     EXPECT_EQ(RunAndWait(L"\"" + SetupPath() + L"\""), missing);
     EXPECT_EQ(RunSetupExe(L"/x"), missing);
     EXPECT_EQ(RunSetupExe(L"/u -sil 1 -password abc"), missing);
+    // A line break in a value that goes into agentconfig.conf would write keys of its own.
+    EXPECT_EQ(RunSetupExe(L"/i -sil 1 -tok \"t\nregister_required=1\""), missing);
+    EXPECT_EQ(RunSetupExe(L"/i -sil 1 -tok t -svr \"http://b\r\nproxy_enabled=1\""), missing);
 }
 
 TEST_F(Dispatch, BrandIdsOneAndTwoHandOverToSetup2) {

@@ -9,6 +9,7 @@
 #include "setup/setup_settings.h"
 #include "setup/runtime/runtime_settings.h"
 #include "setup/uninstall/deferred_deletion.h"
+#include "sys/file_sys.h"
 #include "sys/process_sys.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
@@ -179,6 +180,39 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
     const std::wstring base = L"\\??\\" + (parent / renamed);
     EXPECT_EQ(sources, (std::vector<std::wstring>{base + L"\\logs\\agent.log", base + L"\\logs",
                                                   base}));
+}
+
+// A link to an outside folder, in a tree that is copied and then deleted: the copy skips it,
+// the deletion removes the link alone.
+TEST(Links, AreNeverCopiedThroughNorDeletedThrough) {
+    TempFolder outside;
+    TempFolder tree;
+    TempFolder copy;
+    Write(outside / L"keep.txt", "keep");
+    std::filesystem::create_directories(tree / L"agent\\sub");
+    Write(tree / L"agent\\sub\\own.txt", "own");
+    ASSERT_TRUE(CreateSymbolicLinkW((tree / L"agent\\sub\\link").c_str(), outside.Path().c_str(),
+                                    SYMBOLIC_LINK_FLAG_DIRECTORY));
+    if (GetFileAttributesW((tree / L"agent\\sub\\link").c_str()) == INVALID_FILE_ATTRIBUTES) {
+        GTEST_SKIP() << "CreateSymbolicLinkW reported success and made no link on this system";
+    }
+    ASSERT_TRUE(file_sys::IsLink(tree / L"agent\\sub\\link"));
+
+    TestInstaller installer;
+    EXPECT_EQ(installer.CopyAllFiles(tree / L"agent", copy / L"agent", {}), kStatusOk);
+    EXPECT_EQ(ReadFileBytes(copy / L"agent\\sub\\own.txt"), "own");
+    EXPECT_FALSE(test_support::FileExists(copy / L"agent\\sub\\link"));
+
+    EXPECT_EQ(DeleteOrDeferFolder(tree / L"agent"), kStatusOk);
+    EXPECT_FALSE(test_support::FileExists(tree / L"agent"));
+    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
+
+    // The folder to delete may itself be the link.
+    ASSERT_TRUE(CreateSymbolicLinkW((tree / L"direct").c_str(), outside.Path().c_str(),
+                                    SYMBOLIC_LINK_FLAG_DIRECTORY));
+    EXPECT_EQ(DeleteOrDeferFolder(tree / L"direct"), kStatusOk);
+    EXPECT_FALSE(test_support::FileExists(tree / L"direct"));
+    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
 }
 
 class NetFramework : public ::testing::Test {

@@ -60,7 +60,7 @@ std::vector<std::wstring> ValueNames(const std::wstring& key) {
 
 // Every file below root by relative path with its content, and with foldersToo every
 // folder. The runtime's log folder is left out: it grows with every run and explains the
-// failure. So is the staged configuration, which a failed run leaves in place on purpose.
+// failure.
 void ReadTree(const std::wstring& root, bool foldersToo,
               std::map<std::wstring, std::string>& tree) {
     std::error_code error;
@@ -68,7 +68,7 @@ void ReadTree(const std::wstring& root, bool foldersToo,
          it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
         const std::wstring path = it->path().wstring();
         const std::wstring name = it->path().filename().wstring();
-        if (it->is_directory() && (name == L"log" || name == L"setup")) {
+        if (it->is_directory() && name == L"log") {
             it.disable_recursion_pending();
             continue;
         }
@@ -113,6 +113,28 @@ void ReadKeyTree(const std::wstring& root, std::map<std::wstring, std::wstring>&
     for (const std::wstring& subkey : subkeys) {
         ReadKeyTree(root + L"\\" + subkey, values);
     }
+}
+
+// Files below the agent's data folder that hold the invite token, in UTF-8 or UTF-16, other
+// than the installed configuration: the staged copy or a log line that kept it.
+std::vector<std::wstring> FilesHoldingToken() {
+    const std::string narrow = Narrow(kToken);
+    const std::string wide(reinterpret_cast<const char*>(kToken.data()),
+                           kToken.size() * sizeof(wchar_t));
+    std::vector<std::wstring> found;
+    std::error_code error;
+    for (auto it = std::filesystem::recursive_directory_iterator(kDataFolder, error);
+         it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
+        const std::wstring path = it->path().wstring();
+        if (it->is_directory() || path == kDataFolder + L"\\agentconfig.conf") {
+            continue;
+        }
+        const std::string bytes = ReadFileBytes(path);
+        if (bytes.find(narrow) != std::string::npos || bytes.find(wide) != std::string::npos) {
+            found.push_back(path);
+        }
+    }
+    return found;
 }
 
 // What the installation touches, as an administrator would compare it before and after a
@@ -249,7 +271,7 @@ TEST_F(Installation, FirstInstallationThenUpgrade) {
     const std::string config = ReadFileBytes(kDataFolder + L"\\agentconfig.conf");
     EXPECT_NE(config.find("token=" + test_support::Narrow(kToken) + "\n"), std::string::npos);
     EXPECT_EQ(config.find("register_required"), std::string::npos);
-    EXPECT_FALSE(test_support::FileExists(kDataFolder + L"\\setup\\agentconfig.conf"));
+    EXPECT_EQ(FilesHoldingToken(), std::vector<std::wstring>{});
     EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kAgentKey, L"DeploymentId"), L"rd-1");
     EXPECT_EQ(ReadNumber(kAgentKey, L"LangCode"), 0x0407u);
     EXPECT_EQ(ReadNumber(L"SOFTWARE\\ZELKO Software\\SB Runtime\\setup", L"EnableLogLevelDebug"),
@@ -275,6 +297,7 @@ TEST_F(Installation, InvalidInviteChangesNothing) {
     const MachineState before = MachineState::Take();
     EXPECT_EQ(Install(L"gone"), static_cast<DWORD>(0x80000064));
     EXPECT_EQ(MachineState::Take(), before);
+    EXPECT_EQ(FilesHoldingToken(), std::vector<std::wstring>{});
     EXPECT_EQ(before.serviceState, static_cast<DWORD>(SERVICE_RUNNING));
 }
 
@@ -303,6 +326,7 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
         SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
         EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
         EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
+        EXPECT_EQ(FilesHoldingToken(), std::vector<std::wstring>{}) << Narrow(step);
     }
     // A rollback step that fails says so in the log, and the rest of the rollback runs.
     SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", L"set-recovery,undo-register-service");

@@ -269,6 +269,15 @@ TEST(RuntimeSettings, KeysMapToRegistryValues) {
     ASSERT_EQ(settings.SetNumber(L"runtime://agent/clone", 7), kStatusOk);
     EXPECT_EQ(settings.GetNumber(L"runtime://agent/clone", &number), kStatusOk);
     EXPECT_EQ(number, 7u);
+    // A number of the wrong size is refused, not copied past its end or half read.
+    for (const DWORD size : {1u, 8u}) {
+        const BYTE bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+        ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, language->registryKey.c_str(), L"Clone",
+                                  REG_DWORD, bytes, size),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(settings.GetNumber(L"runtime://agent/clone", &number), kStatusRegistryFailed)
+            << size;
+    }
     wchar_t text[8];
     ASSERT_EQ(settings.SetText(L"runtime://directory/temp", L"C:\\temp\\agent"), kStatusOk);
     EXPECT_EQ(settings.GetText(L"runtime://directory/temp", text, 8), kStatusConversionFailed);

@@ -102,6 +102,16 @@ TEST(CommandLineOptions, TextNumbersAndFlags) {
     EXPECT_EQ(Parse(L"/i").settings.proxyPort, 0xFFFFFFFFu);
 }
 
+TEST(CommandLineOptions, ConfigurationValuesAreSingleLine) {
+    for (const wchar_t* option : {L"tok", L"svr", L"psn", L"psu", L"psp"}) {
+        const std::wstring name = option;
+        EXPECT_FALSE(Parse(L"/i -" + name + L" \"a\nbaseurl=http://x\"").ok) << option;
+        EXPECT_FALSE(Parse(L"/i -" + name + L" \"a\rb\"").ok) << option;
+        EXPECT_TRUE(Parse(L"/i -" + name + L" \"a b\"").ok) << option;
+    }
+    EXPECT_TRUE(Parse(L"/i -rdid \"a\nb\"").ok);  // not written to the file
+}
+
 TEST(CommandLineOptions, UpdatesOffOnlyAfterDebug) {
     EXPECT_FALSE(Parse(L"/i -update 0").settings.disableUpdates);
     EXPECT_TRUE(Parse(L"/i -debug 1 -update 0").settings.disableUpdates);

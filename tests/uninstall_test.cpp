@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include "db/sqlite_api.h"
@@ -80,8 +81,18 @@ TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
     EXPECT_NE(log.find("UninstallAgent: Starting agent service..."), std::string::npos);
     EXPECT_EQ(log.find("wrong"), std::string::npos);
 
+    // A link in the data folder is removed as a link; what it points at stays.
+    test_support::TempFolder outside;
+    std::filesystem::create_directories(outside / L"kept");
+    std::ofstream(std::filesystem::path(outside / L"kept\\file.txt")) << "kept";
+    ASSERT_TRUE(CreateSymbolicLinkW((kDataFolder + L"\\link").c_str(),
+                                    (outside / L"kept").c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY));
+    // Where the system reports a link it did not make, this part proves nothing.
+    const bool linked = GetFileAttributesW((kDataFolder + L"\\link").c_str()) != INVALID_FILE_ATTRIBUTES;
+
     // The right one, holding a double quote and a backslash, reaches the agent escaped.
     EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("pa\"ss\\word")), 0u);
+    EXPECT_EQ(ReadFileBytes(outside / L"kept\\file.txt"), "kept") << linked;
     wchar_t temp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, temp);
     const std::string bytes = ReadFileBytes(std::wstring(temp) + L"farewell-commandline.txt");

@@ -80,11 +80,12 @@ Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* r
     httpRequest->SetHeader("Content-Type", "application/json");
 
     status = communication_->Send(httpRequest.Get(), method, request, response, &httpStatus);
-    const std::string body = BodyOf(response);
+    // The backend echoes the invite token; the log shows the lines without it.
+    const std::wstring body = Redacted(Wide(BodyOf(response)), Wide(token_));
     if (Failed(status)) {
         if (!body.empty()) {
             log_.Error(kFunction, L"Error response for request " + methodName + L" " + wideUrl +
-                                     L": " + Wide(body));
+                                     L": " + body);
         }
         log_.Error(kFunction, L"Request " + methodName + L" " + wideUrl + L" failed - " +
                                  CLogging::FormatStatus(status) + L" (" + std::to_wstring(status) + L")");
@@ -94,7 +95,7 @@ Status CAuth::Exchange(std::uint32_t method, const Headers& headers, IPayload* r
                             L" (request " + methodName + L" " + wideUrl + L")");
     if (!body.empty()) {
         log_.Info(kFunction,
-                 L"Response for request " + methodName + L" " + wideUrl + L": " + Wide(body));
+                 L"Response for request " + methodName + L" " + wideUrl + L": " + body);
     }
     if (httpStatus < 200 || httpStatus > 299) {
         log_.Error(kFunction, L"Server replied with status code " + std::to_wstring(httpStatus) +

@@ -32,6 +32,11 @@ Status AgentInstaller::CopyAllFiles(const std::wstring& source, const std::wstri
     for (const std::wstring& entry : file_sys::ListFolder(source)) {
         const std::wstring name = NameOf(entry);
         const std::wstring target = destination + L"\\" + name;
+        if (file_sys::IsLink(entry)) {
+            // A link would bring whatever it points at into the program folder.
+            log_.WarningPrefixed(kCopyFilePath, L"not copied, a link: \"" + entry + L"\"");
+            continue;
+        }
         if (PathIsDirectoryW(entry.c_str())) {
             status = CopyAllFiles(entry, target, excluded);
         } else if (std::find(excluded.begin(), excluded.end(), name) != excluded.end()) {

@@ -238,6 +238,14 @@ public:
                                               agent_config::StagedConfigPath(run_.dataFolder),
                                               agent_config::InstalledConfigPath(run_.dataFolder));
     }
+    // The staged copy holds the invite token: no failed or refused run leaves it behind.
+    void Undo() override {
+        const std::wstring staged = agent_config::StagedConfigPath(run_.dataFolder);
+        if (_wremove(staged.c_str()) != 0 && errno != ENOENT) {
+            run_.log.Error(kInstall, L"failed to remove the staged agent config file",
+                           kStatusFileWriteFailed);
+        }
+    }
 };
 
 class ConfirmInvite final : public InstallStep {
@@ -266,6 +274,7 @@ Status ConfirmInvite::Do() {
     const std::string body(reinterpret_cast<const char*>(response->Data()), response->Size());
     std::wstring wideBody;
     text_sys::Utf8ToWide(body, wideBody);  // a body that is no UTF-8 is logged as far as it is
+    wideBody = Redacted(wideBody, run_.settings.token);  // the backend echoes the token
     if (Failed(status) && !body.empty()) {
         run_.log.Info(kInstall, L"Unexpected backend response: " + wideBody);
     } else if (!body.empty()) {
@@ -672,8 +681,8 @@ std::vector<SequenceStep> InstallSteps(InstallRun& run) {
 std::vector<const char*> InstallUndoOrder() {
     return {"protect-folders",   "runtime-settings", "copy-files",
             "move-aside",        "place-config",     "move-config-aside",
-            "register-service",  "note-runtime-keys", "stop-agent",
-            "stop-av-wrapper"};
+            "register-service",  "note-runtime-keys", "write-config",
+            "stop-agent",        "stop-av-wrapper"};
 }
 
 SequenceEndings InstallEndings(InstallRun& run) {

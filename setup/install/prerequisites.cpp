@@ -27,7 +27,7 @@ bool ReadRelease(const std::wstring& key, REGSAM view, DWORD& release) {
     }
     const bool read = RegQueryValueExW(opened.Get(), L"Release", nullptr, &type,
                                        reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
-                      type == REG_DWORD;
+                      type == REG_DWORD && size == sizeof(value);
     if (read) {
         release = value;
     }

@@ -80,7 +80,12 @@ Status ReadValue(const std::wstring& runtimeKey, DWORD wantedType, std::vector<B
     code = RegGetValueW(HKEY_LOCAL_MACHINE, location->registryKey.c_str(),
                         location->valueName.c_str(), RRF_RT_ANY | RRF_SUBKEY_WOW6464KEY, &type,
                         data.data(), &size);
-    return code == ERROR_SUCCESS ? kStatusOk : kStatusRegistryFailed;
+    // The type says nothing of the size: anyone may store a REG_DWORD of one byte or of ten.
+    if (code != ERROR_SUCCESS || type != wantedType ||
+        (wantedType == REG_DWORD && size != sizeof(DWORD))) {
+        return kStatusRegistryFailed;
+    }
+    return kStatusOk;
 }
 
 Status WriteValue(const std::wstring& runtimeKey, DWORD type, const void* data, DWORD size) {

@@ -17,10 +17,27 @@ bool IsFolder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// Removes what can be removed, ignoring every failure.
+// Removes a link itself, never what it points at.
+void DeleteLink(const std::wstring& link) {
+    // What stays is deferred to the restart by the caller.
+    if (IsFolder(link)) {
+        RemoveDirectoryW(link.c_str());
+    } else {
+        DeleteFileW(link.c_str());
+    }
+}
+
+// Removes what can be removed, ignoring every failure. A link is removed as a link and never
+// entered: it may point at anything on the machine.
 void DeleteTree(const std::wstring& folder) {
+    if (file_sys::IsLink(folder)) {
+        DeleteLink(folder);
+        return;
+    }
     for (const std::wstring& entry : file_sys::ListFolder(folder)) {
-        if (IsFolder(entry)) {
+        if (file_sys::IsLink(entry)) {
+            DeleteLink(entry);
+        } else if (IsFolder(entry)) {
             DeleteTree(entry);
         } else {
             _wremove(entry.c_str());  // what stays is deferred to the restart by the caller
@@ -63,8 +80,11 @@ std::wstring RandomSuffix() {
 }
 
 Status MarkFolderForDeletionOnReboot(const std::wstring& folder) {
-    for (const std::wstring& entry : file_sys::ListFolder(folder)) {
-        if (PathIsDirectoryW(entry.c_str())) {
+    // The restart removes a link as a link; its target's entries are none of ours.
+    const std::vector<std::wstring> entries =
+        file_sys::IsLink(folder) ? std::vector<std::wstring>{} : file_sys::ListFolder(folder);
+    for (const std::wstring& entry : entries) {
+        if (PathIsDirectoryW(entry.c_str()) && !file_sys::IsLink(entry)) {
             Status status = MarkFolderForDeletionOnReboot(entry);
             if (Failed(status)) {
                 return status;
@@ -72,7 +92,7 @@ Status MarkFolderForDeletionOnReboot(const std::wstring& folder) {
             continue;
         }
         DWORD attributes = GetFileAttributesW(entry.c_str());
-        if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        if (attributes == INVALID_FILE_ATTRIBUTES) {
             return kStatusNotFound;
         }
         if (!MoveFileExW(entry.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) {
