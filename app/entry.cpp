@@ -128,7 +128,8 @@ DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments)
 }
 
 static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
-    // Libraries loaded later by bare name must not come from the download folder.
+    // Keeps the run from holding the launch folder open and gives relative paths a fixed
+    // meaning. Library loading does not depend on it: wWinMain restricts that already.
     SetCurrentDirectoryToSystemFolder();
 
     SetupSettings& settings = GetSetupSettings();

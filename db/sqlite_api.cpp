@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "sys/process_sys.h"
+
 namespace {
 
 template <class Function>
@@ -13,7 +15,9 @@ void Resolve(HMODULE module, const char* name, Function& function) {
 
 }  // namespace
 
-SqliteApi::SqliteApi() : SqliteApi(L"sqlite3.dll") {}
+// By full path: the copy shipped beside this program, not one found through a search.
+SqliteApi::SqliteApi()
+    : SqliteApi(process_sys::FolderOf(process_sys::GetModulePath()) + L"\\sqlite3.dll") {}
 
 SqliteApi::SqliteApi(const std::wstring& library) { Bind(library); }
 

@@ -31,4 +31,12 @@ std::wstring DataFolder(const CAgentBranding& brand) {
     return file_sys::GetCommonAppDataFolder() + L"\\" + brand.programSubfolder;
 }
 
+std::vector<std::wstring> DataFolderTree(const std::wstring& dataFolder) {
+    std::vector<std::wstring> folders = {dataFolder};
+    for (const wchar_t* subfolder : {L"setup", L"temp", L"log", L"database", L"dump"}) {
+        folders.push_back(dataFolder + L"\\" + subfolder);
+    }
+    return folders;
+}
+
 }  // namespace agent_folders

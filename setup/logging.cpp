@@ -104,6 +104,9 @@ void CLogging::Error(const char* function, const std::wstring& message, Status s
                      Where where) {
     if (logger_) {
         logger_->Error(Line(where, function, message, status).c_str());
+    } else {
+        // Before the runtime's logger there is no log file; support tools capture this.
+        OutputDebugStringW((L"setup: " + Line(where, function, message, status) + L"\n").c_str());
     }
 }
 

@@ -9,8 +9,9 @@
 inline constexpr wchar_t kInstallerLogFile[] = L"agentinstaller.log";
 
 // One log of the program, handed to every operation that logs. Lines go to the runtime
-// library's logger, which owns the file; until a runtime is attached every call does nothing,
-// so an operation can log before the runtime is loaded and without one at all.
+// library's logger, which owns the file; until a runtime is attached, errors go to the
+// system's debug output and every other call does nothing, so an operation can log before
+// the runtime is loaded and without one at all.
 class CLogging {
 public:
     using Where = std::source_location;

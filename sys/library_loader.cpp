@@ -41,8 +41,10 @@ HMODULE CLibraryLoader::Load(const std::wstring& nameOrPath) {
     if (PathIsRelativeW(path.c_str())) {
         path = process_sys::FolderOf(process_sys::GetModulePath()) + L"\\" + path;
     }
-    // Dependencies are searched in the library's own folder.
-    UniqueModule module(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    // By full path; what the library imports comes from its own folder or the system
+    // folder, never from the current folder or PATH.
+    UniqueModule module(LoadLibraryExW(
+        path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32));
     if (!module) {
         return nullptr;
     }

@@ -38,6 +38,8 @@ constexpr Status kStatusCannotStartProgram = ToStatus(0x80000157);
 constexpr Status kStatusCopyFailed = ToStatus(0x8000002D);
 constexpr Status kStatusRebootRegistrationFailed = ToStatus(0x8000002E);
 constexpr Status kStatusRenameFailed = ToStatus(0x8000002F);
+// A folder could not be opened or given its access list.
+constexpr Status kStatusFolderNotSecured = ToStatus(0x80000045);
 
 // 0x80000052 has four meanings, told apart by the operation that returns it:
 // the service could not be started, or is marked for deletion until the next restart;

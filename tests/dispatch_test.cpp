@@ -86,21 +86,11 @@ TEST_F(Dispatch, OneSetupPerSession) {
 }
 
 // Wine enumerates no sessions, so every run there is silent. With a session enumeration
-// that reports this session active, a run without "sil" takes the windowed branch. Wine
-// picks the library beside setup.exe through a per-program load-order setting.
+// that reports this session active in the system folder, a run without "sil" takes the
+// windowed branch.
 class WindowedDispatch : public Dispatch {
 protected:
-    void SetUp() override {
-        Dispatch::SetUp();
-        const wchar_t kOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
-        ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
-                                  L"native,builtin", sizeof(L"native,builtin")),
-                  ERROR_SUCCESS);
-        CopyBuiltProgram(L"session_active\\wtsapi32.dll", folder_.Path(), L"wtsapi32.dll");
-    }
-    void TearDown() override {
-        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
-    }
+    test_support::ActiveSessionLibrary session_;
 };
 
 TEST_F(WindowedDispatch, ActiveSessionRunsWindowed) {
@@ -112,6 +102,19 @@ TEST_F(WindowedDispatch, ActiveSessionRunsWindowed) {
     EXPECT_EQ(setup.WaitForExit(30000), 0u);
 
     EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
+}
+
+// The window needs every library setup.exe delay-loads; a copy of each planted beside it
+// stays unused, and so does the planted session enumeration: the window opens only
+// because the system folder's reports the session active.
+TEST_F(WindowedDispatch, LibrariesBesideSetupAreNotLoaded) {
+    test_support::PlantedLookalikes planted(folder_.Path());
+    dialog_driver::WindowedProgram setup(L"\"" + SetupPath() + L"\" /i");
+    HWND window = setup.WaitForDialog(30000);
+    ASSERT_NE(window, nullptr);
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    EXPECT_EQ(setup.WaitForExit(30000), 0u);
+    EXPECT_EQ(planted.Used(), std::vector<std::string>{});
 }
 
 // Setups started at one moment race for the instance mutex: exactly one may win.

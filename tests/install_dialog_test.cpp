@@ -329,17 +329,8 @@ protected:
         agent_machine::SetNetFrameworkInstalled();
         agent_machine::CleanMachine();
         agent_machine::CopyPackageWith(package_.Path(), L"..\\package\\setup.exe");
-        // Wine reports no active session; this library beside setup.exe does.
-        test_support::CopyBuiltProgram(L"session_active\\wtsapi32.dll", package_.Path(),
-                                       L"wtsapi32.dll");
-        ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kOverrides, L"wtsapi32", REG_SZ,
-                                  L"native,builtin", sizeof(L"native,builtin")),
-                  ERROR_SUCCESS);
     }
-    void TearDown() override {
-        RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
-        agent_machine::CleanMachine();
-    }
+    void TearDown() override { agent_machine::CleanMachine(); }
 
     // The command line of a windowed installation whose invite is answered so.
     std::wstring Command(const wchar_t* answer) const {
@@ -349,10 +340,10 @@ protected:
                std::wstring(port_.begin(), port_.end()) + L"/windowed/" + answer;
     }
 
-    static constexpr wchar_t kOverrides[] =
-        L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
     std::string port_;
     test_support::TempFolder package_;
+    // Wine reports no active session; this library in the system folder does.
+    test_support::ActiveSessionLibrary session_;
 };
 
 BOOL CALLBACK PostCloseIfOwnedBy(HWND window, LPARAM processId) {

@@ -1,20 +1,25 @@
 #include <gtest/gtest.h>
 
+#include <aclapi.h>
 #include <json/json.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <ostream>
 #include <map>
 #include <sstream>
 
+#include "setup/agent_folders.h"
 #include "sys/process_sys.h"
+#include "sys/security_sys.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
 #include "tests/support/test_support.h"
 
 namespace {
 
+using security_sys::UniqueSecurityDescriptor;
 using test_support::Narrow;
 using test_support::ReadFileBytes;
 
@@ -135,6 +140,82 @@ std::vector<std::wstring> FilesHoldingToken() {
         }
     }
     return found;
+}
+
+bool SameSid(PSID sid, WELL_KNOWN_SID_TYPE type) {
+    BYTE known[SECURITY_MAX_SID_SIZE];
+    DWORD size = sizeof(known);
+    return CreateWellKnownSid(type, nullptr, known, &size) && EqualSid(sid, known);
+}
+
+// The data folders' list as an administrator would judge it: protected, owned by
+// Administrators, SYSTEM and Administrators in full control, Users reading and running
+// and nothing more, every entry reaching subfolders and files, nobody else named.
+void ExpectDataFolderList(const std::wstring& sddl) {
+    SCOPED_TRACE(Narrow(sddl));
+    UniqueSecurityDescriptor descriptor;
+    ASSERT_EQ(security_sys::DescriptorFromSddl(sddl.c_str(), descriptor), kStatusOk);
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    ASSERT_TRUE(GetSecurityDescriptorControl(descriptor.Get(), &control, &revision));
+    EXPECT_TRUE(control & SE_DACL_PROTECTED);
+    PSID owner = nullptr;
+    BOOL defaulted = FALSE;
+    ASSERT_TRUE(GetSecurityDescriptorOwner(descriptor.Get(), &owner, &defaulted));
+    ASSERT_NE(owner, nullptr);
+    EXPECT_TRUE(SameSid(owner, WinBuiltinAdministratorsSid));
+    PACL list = nullptr;
+    BOOL present = FALSE;
+    ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted));
+    ASSERT_TRUE(present && list != nullptr);
+    ASSERT_EQ(list->AceCount, 3);
+    int system = 0, administrators = 0, users = 0;
+    constexpr DWORD kWrites = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA |
+                              FILE_WRITE_ATTRIBUTES | FILE_DELETE_CHILD | DELETE | WRITE_DAC |
+                              WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+    for (DWORD index = 0; index < list->AceCount; ++index) {
+        ACE_HEADER* header = nullptr;
+        ASSERT_TRUE(GetAce(list, index, reinterpret_cast<void**>(&header)));
+        ASSERT_EQ(header->AceType, ACCESS_ALLOWED_ACE_TYPE);
+        EXPECT_EQ(header->AceFlags & (OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE | INHERIT_ONLY_ACE),
+                  OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE);
+        const auto* ace = reinterpret_cast<ACCESS_ALLOWED_ACE*>(header);
+        PSID sid = const_cast<DWORD*>(&ace->SidStart);
+        if (SameSid(sid, WinLocalSystemSid)) {
+            ++system;
+            EXPECT_EQ(ace->Mask, static_cast<DWORD>(FILE_ALL_ACCESS));
+        } else if (SameSid(sid, WinBuiltinAdministratorsSid)) {
+            ++administrators;
+            EXPECT_EQ(ace->Mask, static_cast<DWORD>(FILE_ALL_ACCESS));
+        } else if (SameSid(sid, WinBuiltinUsersSid)) {
+            ++users;
+            EXPECT_EQ(ace->Mask & (FILE_GENERIC_READ | FILE_GENERIC_EXECUTE),
+                      static_cast<DWORD>(FILE_GENERIC_READ | FILE_GENERIC_EXECUTE));
+            EXPECT_EQ(ace->Mask & kWrites, 0u);
+        } else {
+            ADD_FAILURE() << "an entry for someone else, index " << index;
+        }
+    }
+    EXPECT_EQ(system, 1);
+    EXPECT_EQ(administrators, 1);
+    EXPECT_EQ(users, 1);
+}
+
+// Whether this system keeps the list given to a folder, rather than answering one made up
+// from something else.
+bool KeepsFolderLists() {
+    test_support::TempFolder temp;
+    const std::wstring folder = temp / L"probe";
+    if (Failed(security_sys::SecureFolder(folder, L"O:BAD:P(A;OICI;FA;;;SY)(A;;0x1;;;BU)"))) {
+        return false;
+    }
+    std::wstring sddl;
+    security_sys::ReadFolderSecurity(folder, sddl);
+    return sddl.find(L"D:P") != std::wstring::npos && sddl.find(L";BU)") != std::wstring::npos;
+}
+
+TEST(DataFolderAccess, TheListTheInstallationAppliesKeepsUsersToReading) {
+    ExpectDataFolderList(agent_folders::kDataFolderAccess);
 }
 
 // What the installation touches, as an administrator would compare it before and after a
@@ -379,6 +460,16 @@ TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
 }
 
+// Libraries and tools named like the system's, planted beside setup.exe, stay unused
+// through a whole installation, which probes the scheduler and logs the system facts.
+TEST_F(Installation, LookalikesBesideSetupAreNotUsed) {
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"..\\package\\setup.exe");
+    const test_support::PlantedLookalikes planted(package.Path());
+    EXPECT_EQ(Install(L"accept", L"", package.Path()), 0u);
+    EXPECT_EQ(planted.Used(), std::vector<std::string>{});
+}
+
 TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
     ASSERT_EQ(Install(L"accept"), 0u);
     const MachineState before = MachineState::Take();
@@ -387,6 +478,55 @@ TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
     CopyPackageWith(broken.Path(), L"..\\package\\setup.exe", false);
     EXPECT_EQ(Install(L"accept", L"", broken.Path()), static_cast<DWORD>(0x80000052));
     EXPECT_EQ(MachineState::Take(), before);
+}
+
+// A folder someone made before, open to everyone, and one that is missing: both end with the
+// installation's own list, and files already inside lose what the old list passed down.
+TEST_F(Installation, DataFoldersGetTheirOwnListWhoeverMadeThem) {
+    std::filesystem::create_directories(kDataFolder + L"\\log");
+    std::ofstream(std::filesystem::path(kDataFolder + L"\\log\\planted.txt")) << "x";
+    UniqueSecurityDescriptor open;
+    ASSERT_EQ(security_sys::DescriptorFromSddl(L"D:P(A;OICI;FA;;;WD)", open), kStatusOk);
+    PACL everyone = nullptr;
+    BOOL present = FALSE, defaulted = FALSE;
+    ASSERT_TRUE(GetSecurityDescriptorDacl(open.Get(), &present, &everyone, &defaulted));
+    for (const wchar_t* folder : {L"", L"\\log"}) {
+        ASSERT_EQ(SetNamedSecurityInfoW(const_cast<wchar_t*>((kDataFolder + folder).c_str()),
+                                        SE_FILE_OBJECT,
+                                        DACL_SECURITY_INFORMATION |
+                                            PROTECTED_DACL_SECURITY_INFORMATION,
+                                        nullptr, nullptr, everyone, nullptr),
+                  static_cast<DWORD>(ERROR_SUCCESS));
+    }
+
+    ASSERT_EQ(Install(L"accept"), 0u);
+    EXPECT_TRUE(test_support::FileExists(kDataFolder + L"\\agentconfig.conf"));
+    if (!KeepsFolderLists()) {
+        GTEST_SKIP() << "this system keeps no access list on a folder: it answers one made up "
+                        "from the file's mode bits, whatever was set";
+    }
+    for (const std::wstring& folder : agent_folders::DataFolderTree(kDataFolder)) {
+        std::wstring sddl;
+        ASSERT_EQ(security_sys::ReadFolderSecurity(folder, sddl), kStatusOk) << Narrow(folder);
+        ExpectDataFolderList(sddl);
+    }
+    std::wstring planted;
+    ASSERT_EQ(security_sys::ReadFolderSecurity(kDataFolder + L"\\log\\planted.txt", planted),
+              kStatusOk);
+    EXPECT_EQ(planted.find(L";WD)"), std::wstring::npos) << Narrow(planted);
+}
+
+// A file stands where the log folder belongs. Without a log folder the runtime would log
+// nowhere and the installation would go on; it stops before it changes anything instead,
+// with the agent still running, and with the status of a folder that is not what it should be.
+TEST_F(Installation, NoFolderWhereALogFolderBelongsStopsItBeforeAnyChange) {
+    ASSERT_EQ(Install(L"accept"), 0u);
+    std::filesystem::remove_all(kDataFolder + L"\\log");
+    std::ofstream(std::filesystem::path(kDataFolder + L"\\log")) << "not a folder";
+    const MachineState before = MachineState::Take();
+    EXPECT_EQ(Install(L"accept", L"-rdid rd-9"), static_cast<DWORD>(kStatusNotFound));
+    EXPECT_EQ(MachineState::Take(), before);
+    EXPECT_EQ(before.serviceState, static_cast<DWORD>(SERVICE_RUNNING));
 }
 
 }  // namespace

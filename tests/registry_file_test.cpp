@@ -6,6 +6,7 @@
 
 #include "sys/file_sys.h"
 #include "sys/registry_sys.h"
+#include "sys/security_sys.h"
 #include "sys/text_sys.h"
 #include "tests/support/test_support.h"
 
@@ -128,6 +129,36 @@ TEST(Files, CreateAndListFolders) {
 
     // A file where a folder level should be cannot become a folder.
     EXPECT_NE(file_sys::CreateFolderTree(temp / L"one\\file.txt\\below"), kStatusOk);
+}
+
+// A folder is only secured as itself: a file, or a link, at its place or its parent's is
+// refused with nothing done through it.
+TEST(Files, SecureFolderRefusesWhatIsNoPlainFolder) {
+    constexpr wchar_t kList[] = L"O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
+    test_support::TempFolder temp;
+    DWORD lastError = 99;
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"made\\below", kList, &lastError), kStatusOk);
+    EXPECT_TRUE(std::filesystem::is_directory(temp / L"made\\below"));
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"made\\below", kList), kStatusOk);
+
+    std::ofstream(std::filesystem::path(temp / L"file")) << "x";
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"file", kList, &lastError), kStatusNotFound);
+    EXPECT_EQ(lastError, 0u);
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"file\\below", kList), kStatusNotFound);
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"made", L"not a list"), kStatusConversionFailed);
+
+    std::filesystem::create_directories(temp / L"target");
+    CreateSymbolicLinkW((temp / L"link").c_str(), (temp / L"target").c_str(),
+                        SYMBOLIC_LINK_FLAG_DIRECTORY);  // the attributes tell whether it worked
+    const DWORD attributes = GetFileAttributesW((temp / L"link").c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) {
+        GTEST_SKIP() << "this system makes no link to a folder (its CreateSymbolicLinkW may "
+                        "report success and make nothing)";
+    }
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"link", kList, &lastError), kStatusNotFound);
+    EXPECT_EQ(lastError, 0u);
+    EXPECT_EQ(security_sys::SecureFolder(temp / L"link\\below", kList), kStatusNotFound);
+    EXPECT_FALSE(std::filesystem::exists(temp / L"target\\below"));
 }
 
 TEST(Text, ConversionsAndCase) {

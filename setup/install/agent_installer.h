@@ -20,7 +20,9 @@ inline constexpr wchar_t kInstallerComponent[] = L"Installer";
 // What the installation works with besides the machine itself. The defaults are the
 // product's; tests replace single entries.
 struct InstallerEnvironment {
-    std::wstring schedulerProbe = L"schtasks /query /fo TABLE";
+    // System tools start by full path from the system folder: by bare name the system
+    // would look in the folder of setup.exe first.
+    std::wstring schedulerProbe;  // empty: schtasks.exe of the system folder, "/query /fo TABLE"
     std::wstring schedulerService = L"Schedule";
     std::wstring netInstallerUrl;  // the build's .NET Framework 4.8 offline installer address
     std::wstring netDetectionKey = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";

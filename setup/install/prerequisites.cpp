@@ -34,6 +34,20 @@ bool ReadRelease(const std::wstring& key, REGSAM view, DWORD& release) {
     return read;
 }
 
+// The command line of a tool of the system folder: its quoted full path, then arguments.
+Status SystemToolCommand(const wchar_t* program, const wchar_t* arguments, std::wstring& line) {
+    std::wstring folder;
+    const Status status = file_sys::GetSystemFolder(folder);
+    if (Failed(status)) {
+        return status;
+    }
+    if (folder.empty() || folder.back() != L'\\') {
+        folder += L'\\';
+    }
+    line = process_sys::BuildCommandLine(folder + program, arguments);
+    return kStatusOk;
+}
+
 }  // namespace
 
 bool AgentInstaller::IsNetFrameworkInstalled() {
@@ -117,8 +131,13 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
 Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
     constexpr char kFunction[] = "AgentInstaller::RestartTaskSchedulerServiceIfNeeded";
     log_.Trace(kFunction);
-    process_sys::ChildProcess probe(environment_.schedulerProbe,
-                                     process_sys::ChildStreams::kInput);
+    std::wstring command = environment_.schedulerProbe;
+    if (command.empty() &&
+        Failed(SystemToolCommand(L"schtasks.exe", L"/query /fo TABLE", command))) {
+        log_.Error(kFunction, L"Could not find the system folder for schtasks");
+        return kStatusProbeNotStarted;
+    }
+    process_sys::ChildProcess probe(command, process_sys::ChildStreams::kInput);
     if (!probe.Started()) {
         log_.Error(kFunction, L"Could not create schtasks process");
         return kStatusProbeNotStarted;
@@ -141,15 +160,8 @@ Status AgentInstaller::RestartTaskSchedulerServiceIfNeeded() {
 void AgentInstaller::LogSystemInfo() {
     constexpr char kFunction[] = "AgentInstaller::LogSystemInfo";
     std::wstring tool = environment_.systemInfoTool;
-    if (tool.empty()) {
-        std::wstring folder;
-        if (Failed(file_sys::GetSystemFolder(folder))) {
-            return;
-        }
-        if (folder.empty() || folder.back() != L'\\') {
-            folder += L'\\';
-        }
-        tool = process_sys::BuildCommandLine(folder + L"systeminfo.exe");
+    if (tool.empty() && Failed(SystemToolCommand(L"systeminfo.exe", nullptr, tool))) {
+        return;
     }
     const DWORD limitMs = environment_.systemInfoLimitMs;
     process_sys::ChildProcess child(tool, process_sys::ChildStreams::kOutput);

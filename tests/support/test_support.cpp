@@ -4,6 +4,7 @@
 #include <openssl/evp.h>
 
 #include <atomic>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -90,6 +91,100 @@ std::string Narrow(const std::wstring& text) {
     WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(),
                         length, nullptr, nullptr);
     return narrow;
+}
+
+namespace {
+
+constexpr wchar_t kSetupOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
+
+// The system libraries setup.exe uses that are not KnownDLLs, and the tools it starts.
+constexpr const wchar_t* kLookalikeLibraries[] = {L"version", L"wtsapi32", L"uxtheme",
+                                                  L"gdiplus", L"comctl32"};
+constexpr const wchar_t* kLookalikeTools[] = {L"schtasks.exe", L"systeminfo.exe"};
+
+// Whether this system's own user32 loads a version.dll lying beside a windowed program
+// before the program's first line runs, whatever the program does. Then no program can
+// keep that copy out, and the test can only show that setup.exe's own loads avoid it. The
+// repro runs under setup.exe's name, so that it gets the same load-order settings.
+bool SystemLoadsVersionBesideAnyProgram() {
+    const TempFolder folder;
+    CopyBuiltProgram(L"planted_library.dll", folder.Path(), L"version.dll");
+    CopyBuiltProgram(L"windowed_program_repro.exe", folder.Path(), L"setup.exe");
+    RunAndWait(L"\"" + folder.Path() + L"\\setup.exe\"");
+    return FileExists(folder.Path() + L"\\version.dll.loaded");
+}
+
+}  // namespace
+
+ActiveSessionLibrary::ActiveSessionLibrary() {
+    wchar_t system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    installed_ = std::wstring(system) + L"\\wtsapi32.dll";
+    original_ = installed_ + L".hollin-original";
+    // A run that ended without cleaning up left the original aside already.
+    if (!FileExists(original_)) {
+        EXPECT_TRUE(MoveFileExW(installed_.c_str(), original_.c_str(), 0))
+            << "error " << GetLastError();
+    }
+    CopyBuiltProgram(L"session_active\\wtsapi32.dll", system, L"wtsapi32.dll");
+    EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kSetupOverrides, L"wtsapi32", REG_SZ,
+                              L"native,builtin", sizeof(L"native,builtin")),
+              ERROR_SUCCESS);
+}
+
+ActiveSessionLibrary::~ActiveSessionLibrary() {
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Wine\\AppDefaults\\setup.exe");
+    EXPECT_TRUE(MoveFileExW(original_.c_str(), installed_.c_str(), MOVEFILE_REPLACE_EXISTING))
+        << "error " << GetLastError();
+}
+
+PlantedLookalikes::PlantedLookalikes(const std::wstring& folder) : folder_(folder) {
+    // Wine takes its own copy of a system library first unless told otherwise; this makes
+    // setup.exe take the first file of the name it finds, as Windows does. A child started
+    // from here reads it from the registry under its own name.
+    for (const wchar_t* library : kLookalikeLibraries) {
+        EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kSetupOverrides, library, REG_SZ,
+                                  L"native,builtin", sizeof(L"native,builtin")),
+                  ERROR_SUCCESS);
+    }
+    const bool plantVersion = !SystemLoadsVersionBesideAnyProgram();
+    if (!plantVersion) {
+        std::printf("[  SKIPPED ] a version.dll lookalike: this system's user32 loads it beside "
+                    "any windowed program (see windowed_program_repro)\n");
+    }
+    for (const wchar_t* library : kLookalikeLibraries) {
+        if (plantVersion || std::wstring(library) != L"version") {
+            CopyBuiltProgram(L"planted_library.dll", folder, std::wstring(library) + L".dll");
+        }
+    }
+    // The stand-in for setup2.exe records its start beside itself.
+    for (const wchar_t* tool : kLookalikeTools) {
+        CopyBuiltProgram(L"fake_setup2.exe", folder, tool);
+    }
+}
+
+PlantedLookalikes::~PlantedLookalikes() {
+    for (const wchar_t* library : kLookalikeLibraries) {
+        RegDeleteKeyValueW(HKEY_CURRENT_USER, kSetupOverrides, library);
+    }
+}
+
+std::vector<std::string> PlantedLookalikes::Used() const {
+    std::vector<std::string> used;
+    for (const wchar_t* library : kLookalikeLibraries) {
+        if (FileExists(folder_ + L"\\" + library + L".dll.loaded")) {
+            used.push_back(Narrow(library) + ".dll");
+        }
+    }
+    const std::wstring record = folder_ + L"\\setup2-run.txt";
+    if (FileExists(record)) {
+        const std::string bytes = ReadFileBytes(record);
+        used.push_back("a tool, with \"" +
+                       Narrow(std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()),
+                                           bytes.size() / sizeof(wchar_t))) +
+                       "\"");
+    }
+    return used;
 }
 
 std::string Base64(const std::string& bytes) {

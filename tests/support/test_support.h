@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 namespace test_support {
 
@@ -35,6 +36,38 @@ DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs = 60000);
 std::string ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 std::string Narrow(const std::wstring& text);
+
+// Wine lists no logged-on session. While this lives, the session enumeration that reports
+// the caller's session active (session_active\wtsapi32.dll) is the system folder's
+// wtsapi32.dll, where setup.exe takes it from, and Wine prefers it for setup.exe.
+class ActiveSessionLibrary {
+public:
+    ActiveSessionLibrary();
+    ~ActiveSessionLibrary();
+    ActiveSessionLibrary(const ActiveSessionLibrary&) = delete;
+    ActiveSessionLibrary& operator=(const ActiveSessionLibrary&) = delete;
+
+private:
+    std::wstring installed_, original_;
+};
+
+// Libraries and tools named like the system's that setup.exe uses, planted in a folder.
+// Each leaves a marker when it is loaded or started. While this lives, setup.exe prefers
+// such a library to Wine's own, as Windows takes the first file of the name it finds: only
+// the search order keeps them out.
+class PlantedLookalikes {
+public:
+    explicit PlantedLookalikes(const std::wstring& folder);
+    ~PlantedLookalikes();
+    PlantedLookalikes(const PlantedLookalikes&) = delete;
+    PlantedLookalikes& operator=(const PlantedLookalikes&) = delete;
+
+    // The planted files that were loaded or started, with what they recorded.
+    std::vector<std::string> Used() const;
+
+private:
+    std::wstring folder_;
+};
 
 std::string Base64(const std::string& bytes);
 // Seals a proxy password the way the backend does: base64(iv | ciphertext | tag) with
