@@ -128,11 +128,15 @@ run "silent uninstall when nothing is installed" /u -sil 1
 echo
 echo "== Windowed runs under Xvfb: an installation and an uninstallation, driven to the end"
 # Wine enumerates no logged-on session, so every run would be silent there. The demo puts
-# a session enumeration that reports this session active beside a copy of the package.
+# a session enumeration that reports this session active into this prefix's system folder,
+# where setup.exe takes its system libraries from.
 windowed=$demo/windowed-package
 mkdir -p "$windowed"
 cp "$package"/* "$windowed"/
-cp "$root/build/bin/session_active/wtsapi32.dll" "$windowed"/
+system32=$WINEPREFIX/drive_c/windows/system32
+[ -f "$system32/wtsapi32.dll.hollin-original" ] ||
+    cp "$system32/wtsapi32.dll" "$system32/wtsapi32.dll.hollin-original"
+cp "$root/build/bin/session_active/wtsapi32.dll" "$system32/wtsapi32.dll"
 wine reg add 'HKCU\Software\Wine\AppDefaults\setup.exe\DllOverrides' /v wtsapi32 \
     /t REG_SZ /d native,builtin /f >/dev/null 2>&1
 wine reg delete 'HKCU\Software\Wine\Drivers' /v Graphics /f >/dev/null 2>&1 || true
