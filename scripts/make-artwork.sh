@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Draws the setup window's artwork into resources/art/: for each brand (Zelko, Orv,
 # Tessan) the window background, the close glyph and the success and failure icons as
-# 24-bit BMPs, and the brand-neutral program icons setup.ico and setup_small.ico.
+# 24-bit PNGs, and the brand-neutral program icons setup.ico and setup_small.ico.
 # The outputs are committed, so the build never needs ImageMagick; run this again only
 # after changing a picture here. Same input, same bytes: metadata is stripped.
 set -euo pipefail
@@ -36,10 +36,15 @@ trap 'rm -rf "$tmp"' EXIT
 # than ImageMagick's own antialiasing, and flat areas keep their exact colour.
 S=4
 
-# The window's BMPs are plain 24-bit BI_RGB: LoadImage and pattern brushes take them as
-# they are, and the icons' flat backgrounds must match the window pixel for pixel.
-bmp() { # source target
-    "$im" "$1" -alpha off -type TrueColor -strip -define bmp:format=bmp3 "BMP3:$2"
+# The window's pictures are 24-bit PNGs without ancillary chunks: no gamma or colour
+# profile for a decoder to apply, since the icons' flat backgrounds must match the window
+# pixel for pixel; and no time stamp, so the same input gives the same bytes.
+# The pixels go through 8-bit BMP first, which rounds the drawing's deeper channels exactly
+# as the window's pictures always were.
+png() { # source target
+    "$im" "$1" -alpha off -type TrueColor -strip -define bmp:format=bmp3 "BMP3:$tmp/8bit.bmp"
+    "$im" "$tmp/8bit.bmp" -strip -define png:exclude-chunks=all \
+        -define png:compression-level=9 "PNG24:$2"
 }
 
 # An icon-sized picture: canvas colour, final width and height, MVG drawn in final
@@ -49,7 +54,7 @@ small() { # target colour width height mvg
     "$im" -size $((w * S))x$((h * S)) "xc:$colour" \
         -draw "scale $S,$S $mvg" \
         -filter Box -resize "${w}x${h}!" "$tmp/small.png"
-    bmp "$tmp/small.png" "$target"
+    png "$tmp/small.png" "$target"
 }
 
 # The "×" of the close button, 20×20.
@@ -100,10 +105,10 @@ glow "$tmp/glow.png" 598 "$z_accent" 40 -10 330 62 0.22
     -fill '#FFFFFF' -font "$bold" -pointsize 15 -gravity NorthWest -annotate +20+14 'Zelko' \
     -fill "$z_accent" -draw "roundrectangle 21,36 39,38 1,1" \
     "$tmp/bg.png"
-bmp "$tmp/bg.png" "$out/background_zelko.bmp"
-close_glyph "$out/close_zelko.bmp" "$z_surface" '#C8C8C8'
-success_icon "$out/success_zelko.bmp" "$z_surface" "$z_accent" '#0C3558' '#FFFFFF'
-failure_icon "$out/failure_zelko.bmp" "$z_surface" 63 '#E5484D' '#E5484D' '#FFFFFF'
+png "$tmp/bg.png" "$out/background_zelko.png"
+close_glyph "$out/close_zelko.png" "$z_surface" '#C8C8C8'
+success_icon "$out/success_zelko.png" "$z_surface" "$z_accent" '#0C3558' '#FFFFFF'
+failure_icon "$out/failure_zelko.png" "$z_surface" 63 '#E5484D' '#E5484D' '#FFFFFF'
 
 # --- Orv: near-black graphite, green accent ------------------------------------------
 o_surface='#111419' o_accent='#44CC88' o_line='#1B2027' o_dots='#222830'
@@ -124,10 +129,10 @@ done
     -fill '#FFFFFF' -font "$bold" -pointsize 15 -gravity NorthWest -annotate +20+14 'Orv' \
     -fill "$o_accent" -draw "circle 56.5,29.5 56.5,32" \
     "$tmp/bg.png"
-bmp "$tmp/bg.png" "$out/background_orv.bmp"
-close_glyph "$out/close_orv.bmp" "$o_surface" '#C8C8C8'
-success_icon "$out/success_orv.bmp" "$o_surface" "$o_accent" '#173A2B' "$o_surface"
-failure_icon "$out/failure_orv.bmp" "$o_surface" 63 '#E5534B' '#E5534B' '#FFFFFF'
+png "$tmp/bg.png" "$out/background_orv.png"
+close_glyph "$out/close_orv.png" "$o_surface" '#C8C8C8'
+success_icon "$out/success_orv.png" "$o_surface" "$o_accent" '#173A2B' "$o_surface"
+failure_icon "$out/failure_orv.png" "$o_surface" 63 '#E5534B' '#E5534B' '#FFFFFF'
 
 # --- Tessan: warm paper white, yellow and ink ----------------------------------------
 # Its window is cut to a rounded rectangle (corner ellipse 38×38): the border and the
@@ -145,10 +150,10 @@ t_surface='#FAF9F7' t_accent='#FEEB29' t_ink='#181818' t_line='#E8E6E1'
        -compose DstIn -composite \) -compose Over -composite \
     -fill none -stroke '#D8D5CF' -strokewidth 1 -draw "roundrectangle 0,0 595,375 19,19" \
     "$tmp/bg.png"
-bmp "$tmp/bg.png" "$out/background_tessan.bmp"
-close_glyph "$out/close_tessan.bmp" "$t_surface" '#545454'
-success_icon "$out/success_tessan.bmp" "$t_surface" "$t_ink" '#F3EFA8' "$t_accent"
-failure_icon "$out/failure_tessan.bmp" "$t_surface" 62 "$t_accent" "$t_ink" "$t_ink"
+png "$tmp/bg.png" "$out/background_tessan.png"
+close_glyph "$out/close_tessan.png" "$t_surface" '#545454'
+success_icon "$out/success_tessan.png" "$t_surface" "$t_ink" '#F3EFA8' "$t_accent"
+failure_icon "$out/failure_tessan.png" "$t_surface" 62 "$t_accent" "$t_ink" "$t_ink"
 
 # --- Program icons: a neutral slate shield with a check ------------------------------
 # Drawn on a 64-unit grid; the small sizes get a heavier check so it survives 16 px.

@@ -15,10 +15,13 @@ namespace {
 using test_support::CopyBuiltProgram;
 using test_support::RunAndWait;
 
-// Each case runs a fresh copy of setup.exe in a folder of its own, as real processes.
+// Each case runs a fresh copy of the shipped setup.exe in a folder of its own, as real
+// processes.
 class Dispatch : public ::testing::Test {
 protected:
-    void SetUp() override { CopyBuiltProgram(L"setup.exe", folder_.Path()); }
+    void SetUp() override {
+        CopyBuiltProgram(L"..\\package\\setup.exe", folder_.Path(), L"setup.exe");
+    }
 
     DWORD RunSetupExe(const std::wstring& arguments) {
         return RunAndWait(L"\"" + SetupPath() + L"\" " + arguments);

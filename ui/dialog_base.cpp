@@ -228,15 +228,18 @@ void CDialogBase::SetControlBitmap(unsigned id, unsigned bitmapId) {
     HWND control = GetDlgItem(window_, static_cast<int>(id));
     if (control == nullptr)
         return;
-    auto* bitmap =
-        static_cast<HBITMAP>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(bitmapId),
-                                        IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR));
-    if (bitmap == nullptr)
+    UniqueBitmap picture = LoadArtBitmap(bitmapId);
+    if (!picture)
         return;
+    HBITMAP bitmap = picture.Get();
     UniqueBitmap previous(reinterpret_cast<HBITMAP>(
         SendMessageW(control, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(bitmap))));
     if (previous.Get() == bitmap)
         previous.Release();  // the very picture the control now shows
+    // A control that shows a copy of a 32-bit picture leaves the original to us; one that
+    // shows ours keeps it for the life of the window.
+    if (reinterpret_cast<HBITMAP>(SendMessageW(control, STM_GETIMAGE, IMAGE_BITMAP, 0)) == bitmap)
+        picture.Release();
     // The control grows to the picture from its top-left corner; some systems keep a
     // centred-image static at its template size and would clip it.
     BITMAP info{};
@@ -393,9 +396,7 @@ namespace {
 
 UniqueBrush CreateBackgroundBrush() {
     // The brush keeps its own copy of the pattern.
-    const UniqueBitmap bitmap(static_cast<HBITMAP>(LoadImageW(
-        GetModuleHandleW(nullptr), MAKEINTRESOURCEW(BrandBitmapId(BrandBitmap::kBackground)),
-        IMAGE_BITMAP, 0, 0, LR_DEFAULTCOLOR)));
+    const UniqueBitmap bitmap = LoadArtBitmap(BrandBitmapId(BrandBitmap::kBackground));
     if (!bitmap)
         return {};
     return UniqueBrush(CreatePatternBrush(bitmap.Get()));

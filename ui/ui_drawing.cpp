@@ -3,6 +3,10 @@
 #include <cwctype>
 #include <locale.h>
 
+#include <shlwapi.h>
+
+#include <memory>
+
 #include "sys/unique_handle.h"
 
 BrandId ActiveBrand() {
@@ -130,4 +134,30 @@ void PaintRoundedControl(HDC dc, HWND control, const RoundedLook& look, BrandId 
     DrawRoundedBox(graphics, box, look.border, look.fill);
     graphics.Flush(Gdiplus::FlushIntentionSync);
     DrawCaption(dc, client, caption, brand, look.text, font);
+}
+
+UniqueBitmap LoadArtBitmap(unsigned id) {
+    HMODULE module = GetModuleHandleW(nullptr);
+    HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(id), RT_RCDATA);
+    HGLOBAL loaded = found != nullptr ? LoadResource(module, found) : nullptr;
+    const void* bytes = loaded != nullptr ? LockResource(loaded) : nullptr;
+    if (bytes == nullptr) {
+        return {};
+    }
+    IStream* stream = SHCreateMemStream(static_cast<const BYTE*>(bytes),
+                                        SizeofResource(module, found));
+    if (stream == nullptr) {
+        return {};
+    }
+    HBITMAP bitmap = nullptr;
+    {
+        // The picture reads from the stream until it is destroyed.
+        const std::unique_ptr<Gdiplus::Bitmap> picture(Gdiplus::Bitmap::FromStream(stream));
+        if (picture && picture->GetLastStatus() == Gdiplus::Ok &&
+            picture->GetHBITMAP(Gdiplus::Color(255, 0, 0, 0), &bitmap) != Gdiplus::Ok) {
+            bitmap = nullptr;
+        }
+    }
+    stream->Release();
+    return UniqueBitmap(bitmap);
 }

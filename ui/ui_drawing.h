@@ -14,6 +14,7 @@ using std::min;
 #include <string>
 
 #include "setup/branding/branding.h"
+#include "sys/unique_handle.h"
 
 // The brand of this program's own version information, kBrandUnknown when it names none.
 BrandId ActiveBrand();
@@ -58,3 +59,7 @@ void PaintRoundedControl(HDC dc, HWND control, const RoundedLook& look, BrandId 
 // Draws a caption centred on one line over rect, in upper case for brand 2.
 void DrawCaption(HDC dc, const RECT& rect, std::wstring caption, BrandId brand,
                  std::uint32_t textColor, HFONT font);
+
+// A picture kept as PNG among the program's resources (RCDATA id), decoded by GDI+ into a
+// bitmap GDI can draw; empty when it is missing or undecodable. GDI+ must be started.
+UniqueBitmap LoadArtBitmap(unsigned id);
