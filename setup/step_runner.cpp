@@ -72,6 +72,7 @@ Status StepRunner::DoStep(SequenceStep& entry) {
             }
         }
         begun_.push_back(&entry);
+        log_.Trace(entry.name);  // the log then tells where a run stopped, and when
         return entry.step->Do();
     } catch (const UnknownBrandError&) {
         throw;  // the entry turns it into its own exit code
