@@ -3,6 +3,9 @@
 
 SqliteApi::SqliteApi() { Bind(L""); }
 
+// There is no other library to load: the name is the linked one's.
+SqliteApi::SqliteApi(const std::wstring& library) { Bind(library); }
+
 SqliteApi::~SqliteApi() = default;
 
 void SqliteApi::Bind(const std::wstring&) {

@@ -33,6 +33,11 @@ std::optional<std::string> DecodeOptionValue(const std::wstring& value) {
 // The decoded bytes end at their first NUL, like the C string they are read as.
 std::string AsCString(const std::string& bytes) { return std::string(bytes.c_str()); }
 
+bool FitsConfigurationLine(const std::wstring& value) {
+    return value.find_first_of(L"\r\n#") == std::wstring::npos &&
+           (value.empty() || (value.front() != L' ' && value.back() != L' '));
+}
+
 bool IsWord(const wchar_t* argument, const wchar_t* word) {
     return text_sys::CompareIgnoringCase(argument, word) == 0;
 }
@@ -62,9 +67,10 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
                  IOptionEffects& effects) {
     auto is = [&name](const wchar_t* option) { return IsWord(name.c_str(), option); };
 
-    // These values become lines of agentconfig.conf: a line break would add keys of its own.
+    // These values become lines of agentconfig.conf: a line break would add keys of its
+    // own, and the file gives a value back only up to a "#" and without blanks at its ends.
     for (const wchar_t* option : {L"tok", L"svr", L"psn", L"psu", L"psp"}) {
-        if (is(option) && value.find_first_of(L"\r\n") != std::wstring::npos) {
+        if (is(option) && !FitsConfigurationLine(value)) {
             return false;
         }
     }

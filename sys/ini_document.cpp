@@ -11,12 +11,15 @@ namespace {
 // The signature entry of signed configuration files is never an ordinary setting.
 constexpr char kSignatureKey[] = "QPXSig";
 
+// Blanks, and carriage returns, which the writer could not give back at a line's end.
+constexpr char kTrimmed[] = " \r";
+
 std::string Trim(const std::string& text) {
-    const size_t first = text.find_first_not_of(' ');
+    const size_t first = text.find_first_not_of(kTrimmed);
     if (first == std::string::npos) {
         return {};
     }
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+    return text.substr(first, text.find_last_not_of(kTrimmed) - first + 1);
 }
 
 }  // namespace

@@ -136,6 +136,10 @@ TEST(CommandLineOptions, ConfigurationValuesAreSingleLine) {
         EXPECT_FALSE(ParseWords({L"/i", name, L"a\nbaseurl=http://x"}).ok) << option;
         EXPECT_FALSE(ParseWords({L"/i", name, L"a\rb"}).ok) << option;
         EXPECT_TRUE(ParseWords({L"/i", name, L"a b"}).ok) << option;
+        // Found by fuzzing: the file reads a value only up to "#" and without end blanks.
+        EXPECT_FALSE(ParseWords({L"/i", name, L"a#b"}).ok) << option;
+        EXPECT_FALSE(ParseWords({L"/i", name, L" a"}).ok) << option;
+        EXPECT_FALSE(ParseWords({L"/i", name, L"a "}).ok) << option;
     }
     EXPECT_TRUE(ParseWords({L"/i", L"-rdid", L"a\nb"}).ok);  // not written to the file
 }

@@ -73,6 +73,13 @@ TEST(IniDocument, WritesAndReadsItsFormat) {
     EXPECT_EQ(read.GetText("next", "key"), "3");
     EXPECT_EQ(read.GetText("missing", "key"), "");
 
+    // Found by fuzzing: a carriage return before a comment stayed in the value, and the
+    // value written back lost it at the line's end.
+    ini_sys::IniDocument carriage;
+    carriage.Parse("[agent]\ntoken=valu[agent]e \r #note\r\r\n");
+    EXPECT_EQ(carriage.GetText("agent", "token"), "valu[agent]e");
+    EXPECT_EQ(carriage.Serialize(), "[agent]\ntoken=valu[agent]e\n\n");
+
     ini_sys::IniDocument wide;
     wide.SetText("s", "name", L"\x0416\xD83D\xDE00");  // the pair is one code point
     EXPECT_EQ(wide.GetText("s", "name"), "\xD0\x96\xF0\x9F\x98\x80");
