@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "sys/library_loader.h"
 #include "sys/process_sys.h"
 
 namespace {
@@ -24,7 +25,9 @@ SqliteApi::SqliteApi(const std::wstring& library) { Bind(library); }
 SqliteApi::~SqliteApi() = default;
 
 void SqliteApi::Bind(const std::wstring& library) {
-    HMODULE module = loader_.Load(library);
+    auto loader = std::make_shared<CLibraryLoader>();
+    HMODULE module = loader->Load(library);
+    library_ = loader;
     Resolve(module, "sqlite3_bind_blob", bind_blob);
     Resolve(module, "sqlite3_clear_bindings", clear_bindings);
     Resolve(module, "sqlite3_bind_double", bind_double);

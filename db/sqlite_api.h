@@ -2,12 +2,12 @@
 
 #include <sqlite3.h>
 
+#include <memory>
 #include <string>
 
-#include "sys/library_loader.h"
-
 // The SQLite functions this program uses, bound at run time from "sqlite3.dll" beside the
-// running executable.
+// running executable (sqlite_api.cpp). The host build links SQLite and binds the same
+// functions by their addresses (sqlite_api_linked.cpp).
 class SqliteApi {
 public:
     // Throws std::runtime_error when the library or one of its functions is missing.
@@ -53,5 +53,6 @@ public:
 private:
     void Bind(const std::wstring& library);
 
-    CLibraryLoader loader_;
+    // Keeps the library loaded while the functions are in use.
+    std::shared_ptr<void> library_;
 };

@@ -80,7 +80,8 @@ int TableMapper::Open(const std::wstring& path) {
     if (database_ != nullptr) {
         throw std::runtime_error("Database already opened");
     }
-    int result = api_.open16(path.c_str(), &database_);
+    const std::u16string utf16 = text_sys::ToUtf16(path);
+    int result = api_.open16(utf16.c_str(), &database_);
     if (result != SQLITE_OK && database_ != nullptr) {
         api_.close_v2(database_);
         database_ = nullptr;
@@ -251,7 +252,8 @@ void TableMapper::Bind(Statement& statement, int index, const ColumnValue& value
         case ColumnType::kText16: {
             const std::wstring& wide = std::get<std::wstring>(value);
             if (api_.bind_text16 != nullptr) {
-                api_.bind_text16(handle, index, wide.c_str(), -1, SQLITE_TRANSIENT);
+                const std::u16string utf16 = text_sys::ToUtf16(wide);
+                api_.bind_text16(handle, index, utf16.c_str(), -1, SQLITE_TRANSIENT);
             } else {
                 std::string utf8;
                 text_sys::WideToUtf8(wide, utf8);  // an unconvertible text binds empty
@@ -282,7 +284,8 @@ ColumnValue TableMapper::Read(Statement& statement, int index, ColumnType type) 
         case ColumnType::kText:
             return std::string(reinterpret_cast<const char*>(api_.column_text(handle, index)));
         case ColumnType::kText16:
-            return std::wstring(static_cast<const wchar_t*>(api_.column_text16(handle, index)));
+            return text_sys::FromUtf16(
+                static_cast<const char16_t*>(api_.column_text16(handle, index)));
         case ColumnType::kNull:
             break;
     }

@@ -20,8 +20,13 @@
 # Each library's folder there is named by its version and a short hash of its
 # pin and build configuration, so a changed pin, option or compiler gets a
 # fresh build. It ends by writing <cache>/deps.cmake, which the CMake build reads.
+#
+# With --host it only installs the Debian packages of the host build (tests/host: clang,
+# sanitizers, libFuzzer and the Linux libraries) and stops there.
 set -euo pipefail
 shopt -s inherit_errexit
+host_only=0
+[ "${1:-}" = --host ] && host_only=1
 
 LOCK_FILE=$(cd "$(dirname "$0")" && pwd)/dependencies.lock
 CACHE=${HOLLIN_DEPS_CACHE:-$HOME/.cache/hollin-setup-deps}
@@ -43,24 +48,32 @@ as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 # --- Debian packages ---------------------------------------------------------
 need_pkgs=()
 have() { command -v "$1" >/dev/null 2>&1; }
-have ${CROSS}-g++-posix || need_pkgs+=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix)
-have ${CROSS}-windres || need_pkgs+=(mingw-w64 binutils-mingw-w64-x86-64)
-have wine || need_pkgs+=(wine wine64)
-[ -x /usr/lib/wine/wine64 ] || need_pkgs+=(wine64)
-have xvfb-run || need_pkgs+=(xvfb)
-have tclsh || need_pkgs+=(tcl)
-have cmake || need_pkgs+=(cmake)
-have ninja || need_pkgs+=(ninja-build)
-have dpkg-source || need_pkgs+=(dpkg-dev)
-# dpkg-source applies Debian's patches with patch(1) and unpacks .tar.xz.
-have patch || need_pkgs+=(patch)
-have xz || need_pkgs+=(xz-utils)
-have python3 || need_pkgs+=(python3)
-# The dialogs' text font under Wine, and BMP to PNG for the pictures.
-[ -d /usr/share/fonts/truetype/liberation ] || need_pkgs+=(fonts-liberation)
-# Japanese glyphs for measuring and drawing the ja-JP texts.
-[ -f /usr/share/fonts/opentype/ipafont-gothic/ipagp.ttf ] || need_pkgs+=(fonts-ipafont-gothic)
-[ -x /usr/bin/convert-im6.q16 ] || need_pkgs+=(imagemagick)
+installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'ok installed'; }
+# The host build: the pure code for Linux under sanitizers and the fuzzers.
+for pkg in clang-14 libclang-rt-14-dev libssl-dev libsqlite3-dev libjsoncpp-dev libgtest-dev \
+    cmake ninja-build; do
+  installed "$pkg" || need_pkgs+=("$pkg")
+done
+if [ $host_only = 0 ]; then
+  have ${CROSS}-g++-posix || need_pkgs+=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix)
+  have ${CROSS}-windres || need_pkgs+=(mingw-w64 binutils-mingw-w64-x86-64)
+  have wine || need_pkgs+=(wine wine64)
+  [ -x /usr/lib/wine/wine64 ] || need_pkgs+=(wine64)
+  have xvfb-run || need_pkgs+=(xvfb)
+  have tclsh || need_pkgs+=(tcl)
+  have cmake || need_pkgs+=(cmake)
+  have ninja || need_pkgs+=(ninja-build)
+  have dpkg-source || need_pkgs+=(dpkg-dev)
+  # dpkg-source applies Debian's patches with patch(1) and unpacks .tar.xz.
+  have patch || need_pkgs+=(patch)
+  have xz || need_pkgs+=(xz-utils)
+  have python3 || need_pkgs+=(python3)
+  # The dialogs' text font under Wine, and PNG work for the pictures.
+  [ -d /usr/share/fonts/truetype/liberation ] || need_pkgs+=(fonts-liberation)
+  # Japanese glyphs for measuring and drawing the ja-JP texts.
+  [ -f /usr/share/fonts/opentype/ipafont-gothic/ipagp.ttf ] || need_pkgs+=(fonts-ipafont-gothic)
+  [ -x /usr/bin/convert-im6.q16 ] || need_pkgs+=(imagemagick)
+fi
 
 apt_updated=0
 apt_update() { [ $apt_updated = 1 ] || { say "apt-get update"; as_root apt-get update -qq; apt_updated=1; }; }
@@ -70,6 +83,7 @@ if [ ${#need_pkgs[@]} -gt 0 ]; then
   say "installing Debian packages: ${need_pkgs[*]}"
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${need_pkgs[@]}" >/dev/null
 fi
+[ $host_only = 1 ] && exit 0
 
 # --- Source entries for apt-get source ---------------------------------------
 # Source entries mirror the machine's own binary entry for the release's main

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything into build/ and runs the tests under Wine. Exit status: ctest's.
-# Extra arguments go to ctest, e.g. scripts/test.sh -R process_tests
+# Builds everything into build/ and runs the tests under Wine, then the host build's tests
+# (scripts/host-test.sh: the pure code under sanitizers and a smoke run of each fuzz target).
+# Extra arguments go to the Windows ctest alone, e.g. scripts/test.sh -R process_tests.
+# Exit status: 0 when every test passed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -19,4 +21,7 @@ wine cmd /c exit >/dev/null 2>&1 </dev/null || true
 
 status=0
 (cd build && ctest --output-on-failure "$@") || status=$?
+if [ $# -eq 0 ]; then
+  scripts/host-test.sh || status=1
+fi
 exit $status

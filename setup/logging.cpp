@@ -1,5 +1,7 @@
 #include "setup/logging.h"
 
+#include <windows.h>
+
 #include <cstdio>
 #include <cstring>
 #include <cwchar>

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // The run settings, filled once from the command line and read-only afterwards.
 struct SetupSettings {
@@ -41,5 +42,23 @@ bool ParseCommandLine(SetupSettings& settings);
 // The same for a given command line, program name first.
 bool ParseCommandLineText(SetupSettings& settings, const wchar_t* commandLine);
 
+// What two options do beyond filling the settings: files beside the setup program. The
+// parsing itself touches no file; ParseCommandLineText hands in the effects that do.
+class IOptionEffects {
+public:
+    virtual ~IOptionEffects() = default;
+    // -av: copies a security-product installer beside setup under the brand's name (the
+    // brand id given so far). False fails the command line.
+    virtual bool CopyAntivirusInstaller(const SetupSettings& settings,
+                                        const std::wstring& source) = 0;
+    // -publickey: writes the on-premise certificate. Its failure is not the command line's.
+    virtual void WriteCertificate(const std::wstring& body) = 0;
+};
+
+// The same for the command line's arguments, program name first.
+bool ParseArguments(SetupSettings& settings, const std::vector<std::wstring>& arguments,
+                    IOptionEffects& effects);
+
 // Applies one option (its name without the leading "-" or "/"). False aborts the parse.
-bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::wstring& value);
+bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::wstring& value,
+                 IOptionEffects& effects);

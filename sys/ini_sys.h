@@ -7,7 +7,8 @@
 
 #include "sys/status.h"
 
-// INI-style key/value documents, UTF-8 on disk.
+// INI-style key/value documents, UTF-8 on disk. The document in memory (ini_document.cpp)
+// touches no file and builds on the host; Load, Save and ReadIniValue (ini_sys.cpp) do.
 namespace ini_sys {
 
 class IniDocument {

@@ -236,20 +236,6 @@ Status ChildProcess::Wait(DWORD timeoutMs) {
     return kStatusOk;
 }
 
-std::wstring BuildCommandLine(const std::wstring& programPath, const wchar_t* arguments) {
-    std::wstring line;
-    if (!programPath.empty() && programPath.front() == L'"') {
-        line = programPath;
-    } else {
-        line = L"\"" + programPath + L"\"";
-    }
-    if (arguments != nullptr) {
-        line += L' ';
-        line += arguments;
-    }
-    return line;
-}
-
 std::vector<wchar_t> GetModifiedPath() {
     std::vector<std::wstring> entries;
     if (wchar_t* block = GetEnvironmentStringsW()) {

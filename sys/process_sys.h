@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "sys/command_line.h"
 #include "sys/status.h"
 #include "sys/unique_handle.h"
 
@@ -61,9 +62,6 @@ private:
 BOOL CreateProcessWithHandleList(wchar_t* commandLine, BOOL inheritHandles, void* environment,
                                  STARTUPINFOW* startupInfo, PROCESS_INFORMATION* processInfo,
                                  DWORD handleCount, HANDLE* handles);
-
-// The quoted program path, then a blank and the arguments when there are any.
-std::wstring BuildCommandLine(const std::wstring& programPath, const wchar_t* arguments = nullptr);
 
 // The current environment block with the running program's folder added to PATH.
 std::vector<wchar_t> GetModifiedPath();

@@ -1,23 +1,83 @@
 #include "sys/text_sys.h"
 
-#include <windows.h>
-
 #include <cctype>
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
+#include <cwchar>
 #include <cwctype>
+#include <type_traits>
 
 namespace text_sys {
 namespace {
 
 void UseDefaultLocale() { std::setlocale(LC_CTYPE, ""); }
 
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+void AppendUtf8(char32_t point, std::string& utf8) {
+    if (point < 0x80) {
+        utf8.push_back(static_cast<char>(point));
+    } else if (point < 0x800) {
+        utf8.push_back(static_cast<char>(0xC0 | point >> 6));
+        utf8.push_back(static_cast<char>(0x80 | (point & 0x3F)));
+    } else if (point < 0x10000) {
+        utf8.push_back(static_cast<char>(0xE0 | point >> 12));
+        utf8.push_back(static_cast<char>(0x80 | (point >> 6 & 0x3F)));
+        utf8.push_back(static_cast<char>(0x80 | (point & 0x3F)));
+    } else {
+        utf8.push_back(static_cast<char>(0xF0 | point >> 18));
+        utf8.push_back(static_cast<char>(0x80 | (point >> 12 & 0x3F)));
+        utf8.push_back(static_cast<char>(0x80 | (point >> 6 & 0x3F)));
+        utf8.push_back(static_cast<char>(0x80 | (point & 0x3F)));
+    }
+}
+
+// Where a sequence led by lead may have its second byte; the tighter bounds exclude
+// overlong forms, surrogates and code points above U+10FFFF.
+struct Lead {
+    int length;
+    unsigned char secondLow;
+    unsigned char secondHigh;
+};
+
+Lead LeadOf(unsigned char byte) {
+    if (byte < 0x80) {
+        return {1, 0, 0};
+    }
+    if (byte >= 0xC2 && byte <= 0xDF) {
+        return {2, 0x80, 0xBF};
+    }
+    if (byte == 0xE0) {
+        return {3, 0xA0, 0xBF};
+    }
+    if (byte == 0xED) {
+        return {3, 0x80, 0x9F};
+    }
+    if (byte >= 0xE1 && byte <= 0xEF) {
+        return {3, 0x80, 0xBF};
+    }
+    if (byte == 0xF0) {
+        return {4, 0x90, 0xBF};
+    }
+    if (byte >= 0xF1 && byte <= 0xF3) {
+        return {4, 0x80, 0xBF};
+    }
+    if (byte == 0xF4) {
+        return {4, 0x80, 0x8F};
+    }
+    return {0, 0, 0};
+}
+
 }  // namespace
 
 std::wstring ToLowerText(std::wstring text) {
     UseDefaultLocale();
     for (wchar_t& c : text) {
-        c = static_cast<wchar_t>(std::towlower(c));
+        c = static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
     }
     return text;
 }
@@ -25,7 +85,7 @@ std::wstring ToLowerText(std::wstring text) {
 std::wstring ToUpperText(std::wstring text) {
     UseDefaultLocale();
     for (wchar_t& c : text) {
-        c = static_cast<wchar_t>(std::towupper(c));
+        c = static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(c)));
     }
     return text;
 }
@@ -42,9 +102,18 @@ bool EqualsIgnoringCase(const std::wstring& a, const std::wstring& b) {
     return a.size() == b.size() && ToLowerText(a) == ToLowerText(b);
 }
 
+int CompareIgnoringCase(const wchar_t* a, const wchar_t* b) {
+#ifdef _WIN32
+    return _wcsicmp(a, b);
+#else
+    return wcscasecmp(a, b);
+#endif
+}
+
 Status WideToNarrow(const std::wstring& wide, std::string& narrow) {
     UseDefaultLocale();
     narrow.clear();
+#ifdef _WIN32
     size_t needed = 0;
     if (wcstombs_s(&needed, nullptr, 0, wide.c_str(), 0) != 0) {
         return kStatusConversionFailed;
@@ -55,6 +124,16 @@ Status WideToNarrow(const std::wstring& wide, std::string& narrow) {
         return kStatusConversionFailed;
     }
     converted.resize(needed > 0 ? needed - 1 : 0);
+#else
+    const size_t needed = std::wcstombs(nullptr, wide.c_str(), 0);
+    if (needed == static_cast<size_t>(-1)) {
+        return kStatusConversionFailed;
+    }
+    std::string converted(needed, '\0');
+    if (std::wcstombs(converted.data(), wide.c_str(), needed) != needed) {
+        return kStatusConversionFailed;
+    }
+#endif
     narrow = std::move(converted);
     return kStatusOk;
 }
@@ -62,6 +141,7 @@ Status WideToNarrow(const std::wstring& wide, std::string& narrow) {
 Status NarrowToWide(const std::string& narrow, std::wstring& wide) {
     UseDefaultLocale();
     wide.clear();
+#ifdef _WIN32
     size_t needed = 0;
     if (mbstowcs_s(&needed, nullptr, 0, narrow.c_str(), 0) != 0) {
         return kStatusConversionFailed;
@@ -72,47 +152,93 @@ Status NarrowToWide(const std::string& narrow, std::wstring& wide) {
         return kStatusConversionFailed;
     }
     converted.resize(needed > 0 ? needed - 1 : 0);
+#else
+    const size_t needed = std::mbstowcs(nullptr, narrow.c_str(), 0);
+    if (needed == static_cast<size_t>(-1)) {
+        return kStatusConversionFailed;
+    }
+    std::wstring converted(needed, L'\0');
+    if (std::mbstowcs(converted.data(), narrow.c_str(), needed) != needed) {
+        return kStatusConversionFailed;
+    }
+#endif
     wide = std::move(converted);
     return kStatusOk;
 }
 
 Status WideToUtf8(const std::wstring& wide, std::string& utf8) {
     utf8.clear();
-    if (wide.empty()) {
-        return kStatusOk;
-    }
-    int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
-                                     nullptr, 0, nullptr, nullptr);
-    if (length <= 0) {
-        return kStatusConversionFailed;
-    }
-    utf8.resize(static_cast<size_t>(length));
-    if (WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), utf8.data(),
-                            length, nullptr, nullptr) != length) {
-        utf8.clear();
-        return kStatusConversionFailed;
+    utf8.reserve(wide.size());
+    for (size_t i = 0; i < wide.size(); ++i) {
+        // Through the unsigned type: a wide character may be signed.
+        const char32_t unit = static_cast<std::make_unsigned_t<wchar_t>>(wide[i]);
+        if (IsHighSurrogate(unit) && i + 1 < wide.size()) {
+            const char32_t next = static_cast<std::make_unsigned_t<wchar_t>>(wide[i + 1]);
+            if (IsLowSurrogate(next)) {
+                AppendUtf8(0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00), utf8);
+                ++i;
+                continue;
+            }
+        }
+        const bool valid = !IsHighSurrogate(unit) && !IsLowSurrogate(unit) && unit <= 0x10FFFF;
+        AppendUtf8(valid ? unit : kReplacement, utf8);
     }
     return kStatusOk;
 }
 
 Status Utf8ToWide(const std::string& utf8, std::wstring& wide) {
     wide.clear();
-    if (utf8.empty()) {
-        return kStatusOk;
+    std::wstring converted;
+    converted.reserve(utf8.size());
+    for (size_t i = 0; i < utf8.size();) {
+        const auto byte = static_cast<unsigned char>(utf8[i]);
+        const Lead lead = LeadOf(byte);
+        if (lead.length == 0 || utf8.size() - i < static_cast<size_t>(lead.length)) {
+            return kStatusConversionFailed;
+        }
+        char32_t point = lead.length == 1 ? byte : byte & (0x7F >> lead.length);
+        for (int k = 1; k < lead.length; ++k) {
+            const auto next = static_cast<unsigned char>(utf8[i + static_cast<size_t>(k)]);
+            const unsigned char low = k == 1 ? lead.secondLow : 0x80;
+            const unsigned char high = k == 1 ? lead.secondHigh : 0xBF;
+            if (next < low || next > high) {
+                return kStatusConversionFailed;
+            }
+            point = point << 6 | (next & 0x3F);
+        }
+        if (point >= 0x10000) {
+            converted.push_back(static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10)));
+            converted.push_back(static_cast<wchar_t>(0xDC00 + ((point - 0x10000) & 0x3FF)));
+        } else {
+            converted.push_back(static_cast<wchar_t>(point));
+        }
+        i += static_cast<size_t>(lead.length);
     }
-    // Invalid bytes are an error, not a replacement character.
-    const int size = static_cast<int>(utf8.size());
-    int length = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), size, nullptr, 0);
-    if (length <= 0) {
-        return kStatusConversionFailed;
-    }
-    wide.resize(static_cast<size_t>(length));
-    if (MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), size, wide.data(),
-                            length) != length) {
-        wide.clear();
-        return kStatusConversionFailed;
-    }
+    wide = std::move(converted);
     return kStatusOk;
+}
+
+std::u16string ToUtf16(const std::wstring& wide) {
+    std::u16string utf16;
+    utf16.reserve(wide.size());
+    for (wchar_t c : wide) {
+        const char32_t unit = static_cast<std::make_unsigned_t<wchar_t>>(c);
+        if (unit > 0xFFFF && unit <= 0x10FFFF) {
+            utf16.push_back(static_cast<char16_t>(0xD800 + ((unit - 0x10000) >> 10)));
+            utf16.push_back(static_cast<char16_t>(0xDC00 + ((unit - 0x10000) & 0x3FF)));
+        } else {
+            utf16.push_back(unit > 0xFFFF ? char16_t{0xFFFD} : static_cast<char16_t>(unit));
+        }
+    }
+    return utf16;
+}
+
+std::wstring FromUtf16(const char16_t* utf16) {
+    std::wstring wide;
+    for (const char16_t* unit = utf16; unit != nullptr && *unit != u'\0'; ++unit) {
+        wide.push_back(static_cast<wchar_t>(*unit));
+    }
+    return wide;
 }
 
 std::wstring Widen(const char* narrow) {

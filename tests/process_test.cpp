@@ -25,14 +25,6 @@ std::wstring CaptureFrom(const std::wstring& arguments) {
     return output;
 }
 
-TEST(ProcessCommandLine, QuotesThePathOnce) {
-    EXPECT_EQ(BuildCommandLine(L"C:\\a b\\x.exe", L"--nodaemon --clone"),
-              L"\"C:\\a b\\x.exe\" --nodaemon --clone");
-    EXPECT_EQ(BuildCommandLine(L"\"C:\\a b\\x.exe\"", L"-v"), L"\"C:\\a b\\x.exe\" -v");
-    EXPECT_EQ(BuildCommandLine(L"C:\\x.exe"), L"\"C:\\x.exe\"");
-    EXPECT_EQ(BuildCommandLine(L"C:\\x.exe", L""), L"\"C:\\x.exe\" ");
-}
-
 TEST(ProcessOutput, CapturesStdoutAndTrimsOneCrLf) {
     EXPECT_EQ(CaptureFrom(L"out hello\\r\\n"), L"hello");
     EXPECT_EQ(CaptureFrom(L"out two\\r\\n\\r\\n"), L"two\r\n");

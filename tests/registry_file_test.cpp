@@ -161,21 +161,87 @@ TEST(Files, SecureFolderRefusesWhatIsNoPlainFolder) {
     EXPECT_FALSE(std::filesystem::exists(temp / L"target\\below"));
 }
 
-TEST(Text, ConversionsAndCase) {
+TEST(Text, CaseAndLocale) {
     EXPECT_TRUE(text_sys::EqualsIgnoringCase(L"ClientManager", L"CLIENTMANAGER"));
     EXPECT_FALSE(text_sys::EqualsIgnoringCase(L"agent", L"agents"));
-    std::string utf8;
-    ASSERT_EQ(text_sys::WideToUtf8(L"\x0160koda \x00e9", utf8), kStatusOk);
-    EXPECT_EQ(utf8, "\xC5\xA0koda \xC3\xA9");
-    std::wstring wide;
-    ASSERT_EQ(text_sys::Utf8ToWide(utf8, wide), kStatusOk);
-    EXPECT_EQ(wide, L"\x0160koda \x00e9");
-    for (const char* invalid : {"\xFF", "ok\x80", "cut \xC3", "\xC0\xAF"}) {
-        EXPECT_EQ(text_sys::Utf8ToWide(invalid, wide), kStatusConversionFailed) << invalid;
-    }
     std::string narrow;
     ASSERT_EQ(text_sys::WideToNarrow(L"plain", narrow), kStatusOk);
     EXPECT_EQ(narrow, "plain");
+}
+
+// The UTF-8 conversions are our own code so that the host build runs them; the system's
+// are the reference they must match, byte for byte and in what they refuse.
+std::string SystemUtf8(const std::wstring& wide) {
+    const int size = static_cast<int>(wide.size());
+    const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr,
+                                           nullptr);
+    std::string utf8(static_cast<size_t>(std::max(length, 0)), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), length, nullptr, nullptr);
+    return utf8;
+}
+
+std::wstring SystemWide(const std::string& utf8, bool& refused) {
+    const int size = static_cast<int>(utf8.size());
+    const int length =
+        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), size, nullptr, 0);
+    refused = length <= 0 && size > 0;
+    std::wstring wide(static_cast<size_t>(std::max(length, 0)), L'\0');
+    MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), size, wide.data(), length);
+    return wide;
+}
+
+TEST(Text, Utf8AsTheSystemConverts) {
+    int differences = 0;
+    auto compareBytes = [&](const std::string& utf8) {
+        bool refused = false;
+        const std::wstring expected = SystemWide(utf8, refused);
+        std::wstring wide;
+        const bool ours = !Failed(text_sys::Utf8ToWide(utf8, wide));
+        if (ours == refused || (ours && wide != expected)) {
+            if (++differences < 10) {
+                ADD_FAILURE() << "bytes " << testing::PrintToString(utf8);
+            }
+        }
+    };
+    for (int a = 0; a < 256; ++a) {
+        for (int b = 0; b < 256; ++b) {
+            compareBytes({static_cast<char>(a), static_cast<char>(b)});
+        }
+    }
+    const int edges[] = {0x00, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xFF};
+    for (int lead = 0xE0; lead <= 0xFF; ++lead) {
+        for (int second : edges) {
+            for (int third : edges) {
+                compareBytes({static_cast<char>(lead), static_cast<char>(second),
+                              static_cast<char>(third)});
+                for (int fourth : edges) {
+                    compareBytes({static_cast<char>(lead), static_cast<char>(second),
+                                  static_cast<char>(third), static_cast<char>(fourth)});
+                }
+            }
+        }
+    }
+
+    auto compareUnits = [&](const std::wstring& wide) {
+        std::string utf8;
+        if (Failed(text_sys::WideToUtf8(wide, utf8)) || utf8 != SystemUtf8(wide)) {
+            if (++differences < 10) {
+                ADD_FAILURE() << "units " << testing::PrintToString(wide);
+            }
+        }
+    };
+    for (int unit = 0; unit <= 0xFFFF; ++unit) {
+        compareUnits(std::wstring(1, static_cast<wchar_t>(unit)) + L"x");
+    }
+    const wchar_t units[] = {0xD7FF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, L'a'};
+    for (wchar_t first : units) {
+        for (wchar_t second : units) {
+            for (wchar_t third : units) {
+                compareUnits({first, second, third});
+            }
+        }
+    }
+    EXPECT_EQ(differences, 0);
 }
 
 }  // namespace

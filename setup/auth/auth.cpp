@@ -1,10 +1,8 @@
 #include "setup/auth/auth.h"
 
-#include <json/json.h>
-
 #include <map>
-#include <memory>
 
+#include "setup/auth/invite_answer.h"
 #include "setup/runtime/payload.h"
 #include "sys/text_sys.h"
 
@@ -114,17 +112,5 @@ Status CAuth::GetInstallInvite(IPayload* response) {
         return httpStatus == 410 ? kStatusInviteGone : status;
     }
 
-    const std::string body = BodyOf(response);
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value root;
-    std::string errors;
-    if (!reader->parse(body.data(), body.data() + body.size(), &root, &errors)) {
-        return kStatusJsonParseFailed;
-    }
-    if (root.isObject() && root.isMember("token") && root["token"].isString() &&
-        root["token"].asString() == token_) {
-        return kStatusOk;
-    }
-    return kStatusUnexpectedResponse;
+    return EvaluateInviteAnswer(BodyOf(response), token_);
 }

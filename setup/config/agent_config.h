@@ -3,6 +3,7 @@
 #include <string>
 
 #include "setup/setup_settings.h"
+#include "sys/ini_sys.h"
 #include "sys/status.h"
 
 // The agent's configuration vocabulary: the file, its one section and its keys.
@@ -42,6 +43,14 @@ std::wstring InstalledConfigPath(const std::wstring& dataFolder);
 
 // Lower-case hexadecimal SHA-256 of the bytes.
 std::string Sha256Hex(const std::string& bytes);
+
+// Whether an installed copy holds another token (or token hash) than token, the hash and
+// the token compared without regard to case. A copy with neither holds another.
+bool HoldsOtherToken(const ini_sys::IniDocument& installed, const std::wstring& token);
+
+// Sets the configuration's keys from the run settings; what the installation adds later
+// (register_required, disable_updates) is WriteAgentConfig's.
+Status BuildAgentConfig(const SetupSettings& settings, ini_sys::IniDocument& document);
 
 // Whether the installed copy at installedPath holds another token (or token hash) than
 // token. A missing installed copy means a first installation: false.

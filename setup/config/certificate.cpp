@@ -11,7 +11,7 @@ std::wstring OnPremiseCertificatePath(const std::wstring& baseFolder) {
     return path + L"resources\\on-premise-pubkey.crt";
 }
 
-bool WriteOnPremiseCertificate(const std::wstring& baseFolder, const std::wstring& body) {
+std::string CertificatePem(const std::wstring& body) {
     std::string pem = "-----BEGIN CERTIFICATE-----\n";
     for (size_t i = 0; i < body.size(); ++i) {
         pem.push_back(static_cast<char>(body[i] & 0xFF));
@@ -20,6 +20,11 @@ bool WriteOnPremiseCertificate(const std::wstring& baseFolder, const std::wstrin
         }
     }
     pem += "\n-----END CERTIFICATE-----";
+    return pem;
+}
+
+bool WriteOnPremiseCertificate(const std::wstring& baseFolder, const std::wstring& body) {
+    const std::string pem = CertificatePem(body);
 
     std::ofstream file(std::filesystem::path(OnPremiseCertificatePath(baseFolder)),
                        std::ios::binary | std::ios::trunc);

@@ -7,5 +7,8 @@
 // written as one byte. Returns false when the file could not be created or written.
 bool WriteOnPremiseCertificate(const std::wstring& baseFolder, const std::wstring& body);
 
+// The PEM text: body wrapped at 64 characters between the certificate's marker lines.
+std::string CertificatePem(const std::wstring& body);
+
 // The path that WriteOnPremiseCertificate writes to.
 std::wstring OnPremiseCertificatePath(const std::wstring& baseFolder);

@@ -293,23 +293,6 @@ std::vector<SequenceStep> UninstallSteps(UninstallRun& run) {
 
 }  // namespace
 
-std::wstring FarewellArguments(const std::wstring& password) {
-    static constexpr wchar_t kPrefix[] = L"--nodaemon --farewell --password ";
-    // Built in place, reserved once: no stream buffer or reallocation keeps a stray copy.
-    std::wstring arguments;
-    arguments.reserve(std::size(kPrefix) + 2 * password.size() + 2);
-    arguments = kPrefix;
-    arguments += L'"';
-    for (wchar_t c : password) {
-        if (c == L'"' || c == L'\\') {
-            arguments += L'\\';
-        }
-        arguments += c;
-    }
-    arguments += L'"';
-    return arguments;
-}
-
 Status UninstallAgent(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log,
                       IProgress* progress, const std::wstring& password) {
     UninstallRun run{settings, brand, log, progress, password};

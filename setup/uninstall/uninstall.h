@@ -8,12 +8,10 @@
 #include "setup/logging.h"
 #include "setup/progress.h"
 #include "setup/setup_settings.h"
+#include "setup/uninstall/farewell_arguments.h"
 
 inline constexpr wchar_t kUninstallerComponent[] = L"Uninstaller";
 
-
-// The farewell arguments, the password quoted with backslash escapes.
-std::wstring FarewellArguments(const std::wstring& password);
 
 // Removes the installed agent once the agent itself accepts the password. The log is
 // attached to the runtime beside this program for the removal's lines.

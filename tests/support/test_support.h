@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/sealing.h"
+
 namespace test_support {
 
 // The folder of the running test program, where the build puts every program it makes.
@@ -68,10 +70,5 @@ public:
 private:
     std::wstring folder_;
 };
-
-std::string Base64(const std::string& bytes);
-// Seals a proxy password the way the backend does: base64(iv | ciphertext | tag) with
-// AES-256-GCM, keyed by the first 32 bytes of the token.
-std::string SealProxyPassword(const std::string& plaintext, const std::string& token);
 
 }  // namespace test_support

@@ -1,0 +1,1 @@
+CREATE TABLE policy (a INTEGER, uninstall_requires_password INTEGER, PRIMARY KEY (a, uninstall_requires_password)); INSERT INTO policy VALUES (1, 2);

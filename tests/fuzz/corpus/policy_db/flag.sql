@@ -1,0 +1,1 @@
+CREATE TABLE policy (id INTEGER PRIMARY KEY, uninstall_requires_password INTEGER, uninstall_password TEXT); INSERT INTO policy VALUES (1, 1, 'secret');

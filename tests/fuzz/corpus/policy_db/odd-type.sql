@@ -1,0 +1,1 @@
+CREATE TABLE policy (uninstall_requires_password VARCHAR(3)); INSERT INTO policy VALUES ('1');

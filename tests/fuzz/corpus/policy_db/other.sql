@@ -1,0 +1,1 @@
+CREATE TABLE other (x INTEGER); INSERT INTO other VALUES (1);

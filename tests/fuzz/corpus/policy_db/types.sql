@@ -1,0 +1,1 @@
+CREATE TABLE policy (a BLOB, b DOUBLE, c INT, d NULL, e TEXT, f TEXT16, uninstall_requires_password INTEGER); INSERT INTO policy VALUES (X'00ff', 1.5, 7, NULL, 'e', 'f', 0); INSERT INTO policy VALUES (X'', 2, 3, 4, X'', X'', 'x');
