@@ -25,8 +25,6 @@
 # sanitizers, libFuzzer and the Linux libraries) and stops there.
 set -euo pipefail
 shopt -s inherit_errexit
-host_only=0
-[ "${1:-}" = --host ] && host_only=1
 
 LOCK_FILE=$(cd "$(dirname "$0")" && pwd)/dependencies.lock
 CACHE=${HOLLIN_DEPS_CACHE:-$HOME/.cache/hollin-setup-deps}
@@ -40,7 +38,8 @@ mode=build
 case "${1:-}" in
   "") ;;
   --pin) mode=pin ;;
-  *) die "unknown argument '$1' (usage: scripts/bootstrap.sh [--pin])" ;;
+  --host) mode=host ;;
+  *) die "unknown argument '$1' (usage: scripts/bootstrap.sh [--pin | --host])" ;;
 esac
 
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
@@ -54,7 +53,7 @@ for pkg in clang-14 libclang-rt-14-dev libssl-dev libsqlite3-dev libjsoncpp-dev 
     cmake ninja-build; do
   installed "$pkg" || need_pkgs+=("$pkg")
 done
-if [ $host_only = 0 ]; then
+if [ "$mode" != host ]; then
   have ${CROSS}-g++-posix || need_pkgs+=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix)
   have ${CROSS}-windres || need_pkgs+=(mingw-w64 binutils-mingw-w64-x86-64)
   have wine || need_pkgs+=(wine wine64)
@@ -83,7 +82,7 @@ if [ ${#need_pkgs[@]} -gt 0 ]; then
   say "installing Debian packages: ${need_pkgs[*]}"
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${need_pkgs[@]}" >/dev/null
 fi
-[ $host_only = 1 ] && exit 0
+[ "$mode" != host ] || exit 0
 
 # --- Source entries for apt-get source ---------------------------------------
 # Source entries mirror the machine's own binary entry for the release's main
