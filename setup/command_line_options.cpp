@@ -86,6 +86,10 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
         while (!settings.serverUrl.empty() && settings.serverUrl.back() == L'/') {
             settings.serverUrl.pop_back();
         }
+        // What the slashes left must fit the file as well.
+        if (!FitsConfigurationLine(settings.serverUrl)) {
+            return false;
+        }
     } else if (is(L"fav")) {
         settings.fav = IsFlagOn(value);
     } else if (is(L"beta")) {

@@ -101,8 +101,12 @@ void IniDocument::Parse(const std::string& text) {
         if (line.empty() || line[0] == '#') {
             continue;
         }
-        if (line.front() == '[' && line.back() == ']') {
-            section = line.substr(1, line.size() - 2);
+        // A line that opens like a section header is one or nothing, never a key: written
+        // back without its comment, such a key could read as a header.
+        if (line.front() == '[') {
+            if (line.back() == ']') {
+                section = line.substr(1, line.size() - 2);
+            }
             continue;
         }
         const size_t equals = line.find('=');

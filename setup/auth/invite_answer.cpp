@@ -9,7 +9,12 @@ Status EvaluateInviteAnswer(const std::string& body, const std::string& token) {
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value root;
     std::string errors;
-    if (!reader->parse(body.data(), body.data() + body.size(), &root, &errors)) {
+    // The reader throws where it gives up rather than fails, as on nesting too deep for it.
+    try {
+        if (!reader->parse(body.data(), body.data() + body.size(), &root, &errors)) {
+            return kStatusJsonParseFailed;
+        }
+    } catch (const Json::Exception&) {
         return kStatusJsonParseFailed;
     }
     if (root.isObject() && root.isMember("token") && root["token"].isString() &&

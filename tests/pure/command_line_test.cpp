@@ -141,6 +141,8 @@ TEST(CommandLineOptions, ConfigurationValuesAreSingleLine) {
         EXPECT_FALSE(ParseWords({L"/i", name, L" a"}).ok) << option;
         EXPECT_FALSE(ParseWords({L"/i", name, L"a "}).ok) << option;
     }
+    EXPECT_FALSE(ParseWords({L"/i", L"-svr", L"https://b.example /"}).ok)
+        << "found by fuzzing: a blank before the slashes ended the address";
     EXPECT_TRUE(ParseWords({L"/i", L"-rdid", L"a\nb"}).ok);  // not written to the file
 }
 

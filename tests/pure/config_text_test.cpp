@@ -80,6 +80,12 @@ TEST(IniDocument, WritesAndReadsItsFormat) {
     EXPECT_EQ(carriage.GetText("agent", "token"), "valu[agent]e");
     EXPECT_EQ(carriage.Serialize(), "[agent]\ntoken=valu[agent]e\n\n");
 
+    // Found by fuzzing: "[k=5]# note" was the key "[k" and came back as the header "[k=5]",
+    // moving the keys after it into another section.
+    ini_sys::IniDocument header;
+    header.Parse("[agent]\n[k=5]# note\n[half\ntoken=T\n");
+    EXPECT_EQ(header.Serialize(), "[agent]\ntoken=T\n\n");
+
     ini_sys::IniDocument wide;
     wide.SetText("s", "name", L"\x0416\xD83D\xDE00");  // the pair is one code point
     EXPECT_EQ(wide.GetText("s", "name"), "\xD0\x96\xF0\x9F\x98\x80");
@@ -144,6 +150,8 @@ TEST(InviteAnswer, TheTokenThatWasSentInAnObject) {
     EXPECT_EQ(EvaluateInviteAnswer(R"({})", ""), kStatusUnexpectedResponse);
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T-1")", "T-1"), kStatusJsonParseFailed);
     EXPECT_EQ(EvaluateInviteAnswer("", "T-1"), kStatusJsonParseFailed);
+    // Found by fuzzing: the reader threw on deep nesting, and the exception ended the run.
+    EXPECT_EQ(EvaluateInviteAnswer(std::string(5000, '['), "T-1"), kStatusJsonParseFailed);
     // Compared as bytes, an embedded NUL included.
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T\u0000x"})", std::string("T\0x", 3)),
               kStatusOk);
