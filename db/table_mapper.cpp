@@ -1,7 +1,6 @@
 #include "db/table_mapper.h"
 
 #include <cstdio>
-#include <sstream>
 #include <stdexcept>
 
 #include "sys/text_sys.h"
@@ -48,9 +47,9 @@ ColumnType ParseType(const std::string& text) {
     throw std::runtime_error("Unknown column data type");
 }
 
-// Moves the stream back two characters, so that what follows replaces the last separator.
-void BackTwo(std::ostringstream& text) {
-    text.seekp(-2, std::ios_base::end);
+// Drops the last two characters, the separator after the last item of a list.
+void BackTwo(std::string& text) {
+    text.resize(text.size() - 2);
 }
 
 
@@ -159,70 +158,70 @@ Status TableMapper::LoadTable(const std::string& table) {
 }
 
 std::string TableMapper::CreateStatement(const std::set<std::string>& leaveOut) const {
-    std::ostringstream text;
-    text << "CREATE TABLE IF NOT EXISTS " << table_ << " (";
+    std::string text;
+    text += "CREATE TABLE IF NOT EXISTS " + table_ + " (";
     for (size_t i = 0; i < columnNames_.size(); ++i) {
         if (leaveOut.count(columnNames_[i]) != 0) {
             continue;
         }
         const bool key = static_cast<int>(i) == primaryKey_;
         // An integer key declared "INT" does not become an alias of ROWID.
-        text << columnNames_[i] << " "
-             << (key && columnTypes_[i] == ColumnType::kInteger ? "INT"
-                                                                 : DeclaredType(columnTypes_[i]))
-             << (key ? " PRIMARY KEY NOT NULL" : "") << ", ";
+        text += columnNames_[i] + " ";
+        text += key && columnTypes_[i] == ColumnType::kInteger ? "INT"
+                                                               : DeclaredType(columnTypes_[i]);
+        text += key ? " PRIMARY KEY NOT NULL, " : ", ";
     }
     BackTwo(text);
-    text << ");";
-    return text.str();
+    text += ");";
+    return text;
 }
 
 std::string TableMapper::SelectStatement() const {
-    std::ostringstream text;
-    text << "SELECT ROWID, ";
+    std::string text;
+    text += "SELECT ROWID, ";
     if (columnNames_.empty()) {
-        text << "*";
+        text += "*";
     } else {
         for (const std::string& name : columnNames_) {
-            text << name << ", ";
+            text += name + ", ";
         }
         BackTwo(text);
     }
-    text << " FROM " << table_;
-    return text.str();
+    text += " FROM " + table_;
+    return text;
 }
 
 std::string TableMapper::InsertStatement() const {
-    std::ostringstream text;
-    text << "INSERT INTO " << table_ << " VALUES (";
+    std::string text;
+    text += "INSERT INTO " + table_ + " VALUES (";
     for (size_t i = 0; i < columnNames_.size(); ++i) {
-        text << "?, ";
+        text += "?, ";
     }
     BackTwo(text);
-    text << ") RETURNING ROWID, *;";
-    return text.str();
+    text += ") RETURNING ROWID, *;";
+    return text;
 }
 
 std::string TableMapper::UpdateStatement() const {
-    std::ostringstream text;
-    text << "UPDATE " << table_ << " SET ";
+    std::string text;
+    text += "UPDATE " + table_ + " SET ";
     for (const std::string& name : columnNames_) {
-        text << name << " = ?, ";
+        text += name + " = ?, ";
     }
     BackTwo(text);
-    text << " WHERE ROWID = ?;";
-    return text.str();
+    text += " WHERE ROWID = ?;";
+    return text;
 }
 
 std::string TableMapper::DeleteStatement(const std::vector<std::int64_t>& rowIds) const {
-    std::ostringstream text;
-    text << "DELETE FROM " << table_ << " WHERE ROWID IN (";
+    std::string text;
+    text += "DELETE FROM " + table_ + " WHERE ROWID IN (";
     for (std::int64_t rowId : rowIds) {
-        text << rowId << ", ";
+        text += std::to_string(rowId) + ", ";
     }
     BackTwo(text);
-    text << ");";
-    return text.str();
+    text += ");";
+    return text;
 }
 
 void TableMapper::Bind(Statement& statement, int index, const ColumnValue& value,

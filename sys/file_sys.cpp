@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "sys/unique_handle.h"
@@ -98,6 +99,46 @@ std::wstring GetParentFolder(const std::wstring& path) {
         return {};
     }
     return path.substr(0, slash);
+}
+
+Status ReadWholeFile(const std::wstring& path, std::string& bytes) {
+    UniqueFileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
+        return kStatusNotFound;
+    }
+    bytes.clear();
+    // Read to the end rather than to a size asked for first: the file may still be growing.
+    char buffer[64 * 1024];
+    DWORD read = 0;
+    while (ReadFile(file.Get(), buffer, sizeof(buffer), &read, nullptr)) {
+        if (read == 0) {
+            return kStatusOk;
+        }
+        bytes.append(buffer, read);
+    }
+    return kStatusNotFound;
+}
+
+Status WriteWholeFile(const std::wstring& path, const std::string& bytes) {
+    UniqueFileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, CREATE_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
+        return kStatusFileWriteFailed;
+    }
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const DWORD wanted = static_cast<DWORD>(std::min<size_t>(bytes.size() - done, 1u << 20));
+        DWORD written = 0;
+        if (!WriteFile(file.Get(), bytes.data() + done, wanted, &written, nullptr) ||
+            written == 0) {
+            return kStatusFileWriteFailed;
+        }
+        done += written;
+    }
+    return kStatusOk;
 }
 
 std::wstring GetExecutablePath() {

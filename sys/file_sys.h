@@ -26,6 +26,12 @@ bool IsLink(const std::wstring& path);
 // The path up to its last backslash; a trailing backslash is passed over.
 std::wstring GetParentFolder(const std::wstring& path);
 
+// The whole content of a file. kStatusNotFound when it cannot be opened or read through.
+Status ReadWholeFile(const std::wstring& path, std::string& bytes);
+
+// Replaces a file's content with bytes, creating the file when it is missing.
+Status WriteWholeFile(const std::wstring& path, const std::string& bytes);
+
 // The running executable's full path, as the system gives it.
 std::wstring GetExecutablePath();
 

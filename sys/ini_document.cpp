@@ -1,7 +1,6 @@
 #include "sys/ini_sys.h"
 
 #include <algorithm>
-#include <sstream>
 
 #include "sys/text_sys.h"
 
@@ -92,8 +91,13 @@ std::string IniDocument::Serialize() const {
 void IniDocument::Parse(const std::string& text) {
     sections_.clear();
     std::string section;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
+    for (size_t start = 0; start < text.size();) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) {
+            end = text.size();
+        }
+        std::string line = text.substr(start, end - start);
+        start = end + 1;
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
         }

@@ -1,21 +1,16 @@
 #include "sys/ini_sys.h"
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
 #include "sys/file_sys.h"
 
 namespace ini_sys {
 
 Status IniDocument::Load(const std::wstring& path) {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    if (!file) {
-        return kStatusNotFound;
+    std::string content;
+    Status status = file_sys::ReadWholeFile(path, content);
+    if (Failed(status)) {
+        return status;
     }
-    std::ostringstream content;
-    content << file.rdbuf();
-    Parse(content.str());
+    Parse(content);
     return kStatusOk;
 }
 
@@ -27,11 +22,7 @@ Status IniDocument::Save(const std::wstring& path) const {
             return status;
         }
     }
-    const std::string text = Serialize();
-    std::ofstream file(std::filesystem::path(path), std::ios::binary | std::ios::trunc);
-    file.write(text.data(), static_cast<std::streamsize>(text.size()));
-    file.close();
-    return file.fail() ? kStatusFileWriteFailed : kStatusOk;
+    return file_sys::WriteWholeFile(path, Serialize());
 }
 
 std::string ReadIniValue(const std::wstring& path, const std::string& section,

@@ -26,7 +26,8 @@ protected:
 TEST_F(AgentConfig, StagedCopyHoldsTheSettings) {
     SetupSettings settings;
     settings.token = L"Token-1";
-    EXPECT_EQ(Written(settings).find("[agent]\nbaseurl=\ntoken=Token-1\n"), 0u);
+    const std::string shortest = Written(settings);
+    EXPECT_EQ(shortest.find("[agent]\nbaseurl=\ntoken=Token-1\n"), 0u);
 
     settings.proxyMode = 2;
     settings.proxyPort = 8080;
@@ -38,6 +39,18 @@ TEST_F(AgentConfig, StagedCopyHoldsTheSettings) {
     EXPECT_NE(text.find("proxy_port=8080\n"), std::string::npos);
     EXPECT_NE(text.find("proxy_password_enc=a:b:c:ZGF0YQ==\n"), std::string::npos);
     EXPECT_NE(text.find("proxy_auth_type=0\ndisable_updates=1\n"), std::string::npos);
+
+    SetupSettings fewer;
+    fewer.token = L"Token-1";
+    EXPECT_EQ(Written(fewer), shortest) << "a shorter rewrite leaves nothing of the longer";
+}
+
+TEST_F(AgentConfig, AFolderWhereTheStagedCopyGoesIsAWriteFailure) {
+    std::filesystem::create_directories(Staged());
+    SetupSettings settings;
+    settings.token = L"Token-1";
+    EXPECT_EQ(agent_config::WriteAgentConfig(settings, Staged(), Installed()),
+              kStatusFileWriteFailed);
 }
 
 TEST_F(AgentConfig, RegistrationIsRequiredOnlyForAnotherToken) {

@@ -1,8 +1,5 @@
 #include "setup/config/certificate.h"
 
-#include <filesystem>
-#include <fstream>
-
 std::wstring OnPremiseCertificatePath(const std::wstring& baseFolder) {
     std::wstring path = baseFolder;
     if (path.empty() || path.back() != L'\\') {
@@ -21,14 +18,4 @@ std::string CertificatePem(const std::wstring& body) {
     }
     pem += "\n-----END CERTIFICATE-----";
     return pem;
-}
-
-bool WriteOnPremiseCertificate(const std::wstring& baseFolder, const std::wstring& body) {
-    const std::string pem = CertificatePem(body);
-
-    std::ofstream file(std::filesystem::path(OnPremiseCertificatePath(baseFolder)),
-                       std::ios::binary | std::ios::trunc);
-    file.write(pem.data(), static_cast<std::streamsize>(pem.size()));
-    file.close();
-    return !file.fail();
 }
