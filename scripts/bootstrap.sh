@@ -8,8 +8,8 @@
 # package one version, and the SHA-256 of every file of it (.dsc, upstream
 # tarballs and signatures, Debian tarball). Exactly that version is fetched,
 # every file is checked against its pin before use, and the tree is unpacked
-# with Debian's patches applied. A file that differs from its pin stops the
-# bootstrap.
+# with Debian's patches applied, then with our own from scripts/patches/<package>/
+# (each file says why). A file that differs from its pin stops the bootstrap.
 #
 #   scripts/bootstrap.sh         fetch, check, build what the cache lacks
 #   scripts/bootstrap.sh --pin   rewrite scripts/dependencies.lock from the
@@ -27,6 +27,7 @@ set -euo pipefail
 shopt -s inherit_errexit
 
 LOCK_FILE=$(cd "$(dirname "$0")" && pwd)/dependencies.lock
+OWN_PATCHES=$(cd "$(dirname "$0")" && pwd)/patches
 CACHE=${HOLLIN_DEPS_CACHE:-$HOME/.cache/hollin-setup-deps}
 JOBS=${JOBS:-$(nproc)}
 CROSS=x86_64-w64-mingw32
@@ -187,10 +188,15 @@ pinned_version() { lock_lines "$1" | awk '{ print $2; exit }'; }
 # The toolchain is part of every library's configuration.
 TOOLCHAIN_ID=$(dpkg-query -W -f='${Package}=${Version}\n' gcc-mingw-w64-x86-64-posix \
   g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev binutils-mingw-w64-x86-64 2>/dev/null || true)
-# Short hash of a library's pins, its build configuration (the arguments) and the toolchain.
+# Our own patches of source package $1, in the order they apply.
+own_patches() { compgen -G "$OWN_PATCHES/$1/*.patch" | LC_ALL=C sort || true; }
+# Short hash of a library's pins, its build configuration (the arguments), the toolchain
+# and our own patches.
 config_key() {
-  local pkg=$1; shift
-  { lock_lines "$pkg"; printf '%s\n' "$@" "$TOOLCHAIN_ID"; } | sha256sum | cut -c1-12
+  local pkg=$1 file; shift
+  { lock_lines "$pkg"; printf '%s\n' "$@" "$TOOLCHAIN_ID"
+    own_patches "$pkg" | while read -r file; do sha256sum <"$file"; done
+  } | sha256sum | cut -c1-12
 }
 
 # --- Fetching, checking and unpacking ----------------------------------------
@@ -252,10 +258,10 @@ fetch_source() {
   echo "$dir"
 }
 
-# Unpacks the checked source of $1 with Debian's patches into a fresh
-# <dir>/tree, prints the tree's path and writes the patch count to <dir>/patches.
+# Unpacks the checked source of $1 with Debian's patches and then ours into a fresh
+# <dir>/tree, prints the tree's path and writes both patch counts to <dir>/patches.
 unpack_source() {
-  local pkg=$1 dir tree series applied count
+  local pkg=$1 dir tree series applied count own=0 file
   dir=$(fetch_source "$pkg")
   tree="$dir/tree"
   rm -rf "$tree"
@@ -268,7 +274,13 @@ unpack_source() {
   [ -f "$tree/.pc/applied-patches" ] && applied=$(grep -c . "$tree/.pc/applied-patches" || true)
   [ "$applied" = "$count" ] ||
     die "$pkg: $count patches in debian/patches/series but $applied applied, see $dir/unpack.log"
-  echo "$count" >"$dir/patches"
+  while read -r file; do
+    [ -n "$file" ] || continue
+    patch -p1 --batch --forward -d "$tree" <"$file" >>"$dir/unpack.log" 2>&1 ||
+      die "$pkg: our patch ${file##*/} does not apply, see $dir/unpack.log"
+    own=$((own + 1))
+  done < <(own_patches "$pkg")
+  echo "$count $own" >"$dir/patches"
   echo "$tree"
 }
 
@@ -301,7 +313,9 @@ OPENSSL_CONFIG=(mingw64
   -Os -ffunction-sections -fdata-sections)
 JSONCPP_CONFIG=(-G Ninja -DCMAKE_SYSTEM_NAME=Windows
   -DCMAKE_C_COMPILER=${CROSS}-gcc-posix -DCMAKE_CXX_COMPILER=${CROSS}-g++-posix
-  -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS=-ffunction-sections -fdata-sections"
+  -DCMAKE_BUILD_TYPE=Release
+  # Without its stream interfaces (our patch), so no stream or locale code is linked.
+  "-DCMAKE_CXX_FLAGS=-ffunction-sections -fdata-sections -DJSONCPP_NO_STREAMS"
   -DJSONCPP_WITH_TESTS=OFF -DJSONCPP_WITH_POST_BUILD_UNITTEST=OFF
   -DJSONCPP_WITH_PKGCONFIG_SUPPORT=OFF -DJSONCPP_WITH_CMAKE_PACKAGE=OFF
   -DBUILD_SHARED_LIBS=OFF -DBUILD_STATIC_LIBS=ON -DBUILD_OBJECT_LIBS=OFF)
@@ -334,9 +348,9 @@ done
 
 summary=()
 report() {  # <name> <folder> <built|cached>
-  local ver patches
-  read -r ver patches <"$2/.source"
-  summary+=("$1 $ver: $patches Debian patches applied ($3)")
+  local ver patches own
+  read -r ver patches own <"$2/.source"
+  summary+=("$1 $ver: $patches Debian patches and ${own:-0} of ours applied ($3)")
 }
 
 # --- OpenSSL: static libcrypto -----------------------------------------------

@@ -61,10 +61,10 @@ protected:
         EXPECT_EQ(communication->Send(request.Get(), kHttpGet, nullptr, response.Get(),
                                       &httpStatus),
                   kStatusOk);
+        const char* text = reinterpret_cast<const char*>(response->Data());
         Json::Value requests;
-        std::istringstream text(
-            std::string(reinterpret_cast<const char*>(response->Data()), response->Size()));
-        text >> requests;
+        std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+        EXPECT_TRUE(reader->parse(text, text + response->Size(), &requests, nullptr));
         return requests;
     }
 

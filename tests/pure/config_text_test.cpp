@@ -152,6 +152,14 @@ TEST(InviteAnswer, TheTokenThatWasSentInAnObject) {
     EXPECT_EQ(EvaluateInviteAnswer("", "T-1"), kStatusJsonParseFailed);
     // Found by fuzzing: the reader threw on deep nesting, and the exception ended the run.
     EXPECT_EQ(EvaluateInviteAnswer(std::string(5000, '['), "T-1"), kStatusJsonParseFailed);
+    // Numbers beside the token are read, not stumbled over; one beyond a double is refused.
+    EXPECT_EQ(EvaluateInviteAnswer(
+                  R"({"quota": 2.5e3, "ratio": -0.125, "id": 12345678901234567890123, "token": "T-1"})",
+                  "T-1"),
+              kStatusOk);
+    EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T-1", "big": 1e999})", "T-1"),
+              kStatusJsonParseFailed);
+    EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T-1", "n": 1e})", "T-1"), kStatusJsonParseFailed);
     // Compared as bytes, an embedded NUL included.
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T\u0000x"})", std::string("T\0x", 3)),
               kStatusOk);
