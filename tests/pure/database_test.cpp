@@ -2,36 +2,17 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <stdexcept>
 
 #include "db/table_mapper.h"
 #include "setup/uninstall/policy_database.h"
-#include "sys/text_sys.h"
 #include "tests/pure/scratch_folder.h"
+#include "tests/pure/sql_setup.h"
 
 namespace {
 
+using test_support::Execute;
+using test_support::Message;
 using test_support::ScratchFolder;
-
-// Runs SQL on a database file through the binding, for setting up cases.
-void Execute(const std::wstring& path, const char* sql) {
-    SqliteApi api;
-    sqlite3* database = nullptr;
-    ASSERT_EQ(api.open16(text_sys::ToUtf16(path).c_str(), &database), SQLITE_OK);
-    char* error = nullptr;
-    EXPECT_EQ(api.exec(database, sql, nullptr, nullptr, &error), SQLITE_OK) << sql;
-    api.close_v2(database);
-}
-
-std::string Message(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "";
-}
 
 TEST(TableMapperStatements, TextsAsBuilt) {
     TableMapper mapper;

@@ -9,23 +9,9 @@
 #include <cstdio>
 #include <string>
 
-namespace {
+#include "command_tail.h"
 
-std::wstring CommandTail() {
-    const wchar_t* line = GetCommandLineW();
-    if (*line == L'"') {
-        line = wcschr(line + 1, L'"');
-        line = line ? line + 1 : L"";
-    } else {
-        while (*line != L'\0' && *line != L' ' && *line != L'\t') {
-            ++line;
-        }
-    }
-    while (*line == L' ' || *line == L'\t') {
-        ++line;
-    }
-    return line;
-}
+namespace {
 
 SIZE_T PeakWorkingSet(HANDLE process, SIZE_T peak) {
     PROCESS_MEMORY_COUNTERS counters{};

@@ -6,21 +6,10 @@
 #include <cstdio>
 #include <string>
 
+#include "command_tail.h"
+
 int wmain() {
-    // The tail of our own command line, after the program name.
-    const wchar_t* line = GetCommandLineW();
-    if (*line == L'"') {
-        line = wcschr(line + 1, L'"');
-        line = line ? line + 1 : L"";
-    } else {
-        while (*line != L'\0' && *line != L' ' && *line != L'\t') {
-            ++line;
-        }
-    }
-    while (*line == L' ' || *line == L'\t') {
-        ++line;
-    }
-    std::wstring command = line;
+    std::wstring command = CommandTail();
 
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
