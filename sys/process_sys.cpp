@@ -7,9 +7,7 @@
 #include "sys/scope_exit.h"
 #include "sys/text_sys.h"
 
-#include <clocale>
 #include <cstdlib>
-#include <cwctype>
 #include <mutex>
 #include <thread>
 
@@ -25,17 +23,10 @@ std::mutex g_sleepHookMutex;
 SleepHook g_sleepHook;
 
 bool IsPathEntry(const std::wstring& entry) {
-    static const wchar_t kName[] = L"path=";
-    if (entry.size() < 5) {
-        return false;
-    }
-    for (size_t i = 0; i < 5; ++i) {
-        std::setlocale(LC_ALL, "");
-        if (std::towlower(entry[i]) != kName[i]) {
-            return false;
-        }
-    }
-    return true;
+    // Compared as the system compares variable names: ordinal, case-insensitive, whatever
+    // the locale. Setting the locale here would change number formatting program-wide.
+    return entry.size() >= 5 &&
+           CompareStringOrdinal(entry.c_str(), 5, L"path=", 5, TRUE) == CSTR_EQUAL;
 }
 
 }  // namespace
