@@ -6,6 +6,9 @@
 
 Status EvaluateInviteAnswer(const std::string& body, const std::string& token) {
     Json::CharReaderBuilder builder;
+    // The answer is a flat object; deeper nesting than this is no answer, and the reader
+    // should not build a thousand levels of it before saying so.
+    builder["stackLimit"] = 64;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value root;
     std::string errors;

@@ -152,6 +152,12 @@ TEST(InviteAnswer, TheTokenThatWasSentInAnObject) {
     EXPECT_EQ(EvaluateInviteAnswer("", "T-1"), kStatusJsonParseFailed);
     // Found by fuzzing: the reader threw on deep nesting, and the exception ended the run.
     EXPECT_EQ(EvaluateInviteAnswer(std::string(5000, '['), "T-1"), kStatusJsonParseFailed);
+    const auto nested = [](int levels) {
+        return R"({"token": "T-1", "x": )" + std::string(levels, '[') + std::string(levels, ']') +
+               "}";
+    };
+    EXPECT_EQ(EvaluateInviteAnswer(nested(20), "T-1"), kStatusOk);
+    EXPECT_EQ(EvaluateInviteAnswer(nested(100), "T-1"), kStatusJsonParseFailed);
     // Numbers beside the token are read, not stumbled over; one beyond a double is refused.
     EXPECT_EQ(EvaluateInviteAnswer(
                   R"({"quota": 2.5e3, "ratio": -0.125, "id": 12345678901234567890123, "token": "T-1"})",
