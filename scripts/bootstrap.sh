@@ -372,22 +372,26 @@ else
   report openssl "$OPENSSL_DIR" built
 fi
 
-# --- jsoncpp: static library ------------------------------------------------
-if [ -f "$JSONCPP_DIR/.done" ]; then
-  report jsoncpp "$JSONCPP_DIR" cached
-else
-  tree=$(unpack_source libjsoncpp)
-  say "building jsoncpp $JSONCPP_VER for Windows x64"
-  rm -rf "$JSONCPP_DIR"; mkdir -p "$JSONCPP_DIR"
-  { cmake -S "$tree" -B "$tree/build-win64" "${JSONCPP_CONFIG[@]}" \
-      -DCMAKE_INSTALL_PREFIX="$JSONCPP_DIR" &&
+# Builds and installs a CMake library: <name> <source package> <folder> <configuration...>.
+build_cmake_library() {
+  local name=$1 pkg=$2 out=$3 tree; shift 3
+  if [ -f "$out/.done" ]; then
+    report "$name" "$out" cached
+    return
+  fi
+  tree=$(unpack_source "$pkg")
+  say "building $name $(pinned_version "$pkg") for Windows x64"
+  rm -rf "$out"; mkdir -p "$out"
+  { cmake -S "$tree" -B "$tree/build-win64" "$@" -DCMAKE_INSTALL_PREFIX="$out" &&
     cmake --build "$tree/build-win64" -j"$JOBS" &&
-    cmake --install "$tree/build-win64"; } >"$JSONCPP_DIR/build.log" 2>&1 ||
-    die "jsoncpp build failed, see $JSONCPP_DIR/build.log"
+    cmake --install "$tree/build-win64"; } >"$out/build.log" 2>&1 ||
+    die "$name build failed, see $out/build.log"
   rm -rf "$tree"
-  finish "$JSONCPP_DIR" libjsoncpp
-  report jsoncpp "$JSONCPP_DIR" built
-fi
+  finish "$out" "$pkg"
+  report "$name" "$out" built
+}
+
+build_cmake_library jsoncpp libjsoncpp "$JSONCPP_DIR" "${JSONCPP_CONFIG[@]}"
 
 # --- SQLite: sqlite3.dll from the amalgamation ---------------------------------
 if [ -f "$SQLITE_DIR/.done" ]; then
@@ -405,22 +409,7 @@ else
   report sqlite3 "$SQLITE_DIR" built
 fi
 
-# --- GoogleTest ----------------------------------------------------------------
-if [ -f "$GTEST_DIR/.done" ]; then
-  report googletest "$GTEST_DIR" cached
-else
-  tree=$(unpack_source googletest)
-  say "building GoogleTest $GTEST_VER for Windows x64"
-  rm -rf "$GTEST_DIR"; mkdir -p "$GTEST_DIR"
-  { cmake -S "$tree" -B "$tree/build-win64" "${GTEST_CONFIG[@]}" \
-      -DCMAKE_INSTALL_PREFIX="$GTEST_DIR" &&
-    cmake --build "$tree/build-win64" -j"$JOBS" &&
-    cmake --install "$tree/build-win64"; } >"$GTEST_DIR/build.log" 2>&1 ||
-    die "GoogleTest build failed, see $GTEST_DIR/build.log"
-  rm -rf "$tree"
-  finish "$GTEST_DIR" googletest
-  report googletest "$GTEST_DIR" built
-fi
+build_cmake_library googletest googletest "$GTEST_DIR" "${GTEST_CONFIG[@]}"
 
 cat >"$CACHE/deps.cmake.tmp" <<CMAKE
 # Written by scripts/bootstrap.sh

@@ -68,6 +68,18 @@ Status Fail(Status status, DWORD error, DWORD* lastError) {
     return status;
 }
 
+// Holds a folder for the rest of the work on it, and refuses a link or a file in its place.
+Status HoldPlainFolder(const std::wstring& path, UniqueFileHandle& held, DWORD* lastError) {
+    held = HoldFolder(path);
+    if (!held) {
+        return Fail(kStatusFolderNotSecured, GetLastError(), lastError);
+    }
+    if (!IsPlainFolder(held.Get())) {
+        return Fail(kStatusNotFound, ERROR_SUCCESS, lastError);
+    }
+    return kStatusOk;
+}
+
 }  // namespace
 
 Status DescriptorFromSddl(const wchar_t* sddl, UniqueSecurityDescriptor& descriptor) {
@@ -96,24 +108,20 @@ Status SecureFolder(const std::wstring& path, const wchar_t* sddl, DWORD* lastEr
     if (Failed(file_sys::CreateFolderTree(parent))) {
         return Fail(kStatusNotFound, GetLastError(), lastError);
     }
-    const UniqueFileHandle heldParent = HoldFolder(parent);
-    if (!heldParent) {
-        return Fail(kStatusFolderNotSecured, GetLastError(), lastError);
-    }
-    if (!IsPlainFolder(heldParent.Get())) {
-        return Fail(kStatusNotFound, ERROR_SUCCESS, lastError);
+    UniqueFileHandle heldParent;
+    Status status = HoldPlainFolder(parent, heldParent, lastError);
+    if (Failed(status)) {
+        return status;
     }
 
     SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
     if (!CreateDirectoryW(path.c_str(), &attributes) && GetLastError() != ERROR_ALREADY_EXISTS) {
         return Fail(kStatusNotFound, GetLastError(), lastError);
     }
-    const UniqueFileHandle held = HoldFolder(path);
-    if (!held) {
-        return Fail(kStatusFolderNotSecured, GetLastError(), lastError);
-    }
-    if (!IsPlainFolder(held.Get())) {
-        return Fail(kStatusNotFound, ERROR_SUCCESS, lastError);
+    UniqueFileHandle held;
+    status = HoldPlainFolder(path, held, lastError);
+    if (Failed(status)) {
+        return status;
     }
     // Also for a folder made just now: someone may have made it first, with a list of their own.
     const DWORD error = ApplyOwnerAndList(path, owner, list);
