@@ -106,8 +106,12 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
     } else if (is(L"rdid")) {
         settings.remoteDeploymentId = value;
     } else if (is(L"cn")) {
+        // Only shown in the window, so bad bytes show as U+FFFD rather than end the run.
         std::optional<std::string> bytes = DecodeOptionValue(value);
-        return bytes && !Failed(text_sys::Utf8ToWide(AsCString(*bytes), settings.cnText));
+        if (bytes) {
+            settings.cnText = text_sys::Utf8ToWideReplacing(AsCString(*bytes));
+        }
+        return bytes.has_value();
     } else if (is(L"publickey")) {
         if (value.empty() || value.size() % 4 != 0) {
             return false;

@@ -186,36 +186,72 @@ Status WideToUtf8(const std::wstring& wide, std::string& utf8) {
     return kStatusOk;
 }
 
+namespace {
+
+// Reads the sequence at utf8[i]: its code point and length, or, for an invalid one, the
+// length of its longest valid beginning (at least 1), which one U+FFFD replaces.
+struct Sequence {
+    char32_t point;
+    size_t length;
+    bool valid;
+};
+
+Sequence ReadSequence(const std::string& utf8, size_t i) {
+    const auto byte = static_cast<unsigned char>(utf8[i]);
+    const Lead lead = LeadOf(byte);
+    if (lead.length == 0) {
+        return {kReplacement, 1, false};
+    }
+    char32_t point = lead.length == 1 ? byte : byte & (0x7F >> lead.length);
+    for (int k = 1; k < lead.length; ++k) {
+        const size_t at = i + static_cast<size_t>(k);
+        const unsigned char low = k == 1 ? lead.secondLow : 0x80;
+        const unsigned char high = k == 1 ? lead.secondHigh : 0xBF;
+        if (at >= utf8.size() || static_cast<unsigned char>(utf8[at]) < low ||
+            static_cast<unsigned char>(utf8[at]) > high) {
+            return {kReplacement, static_cast<size_t>(k), false};
+        }
+        point = point << 6 | (static_cast<unsigned char>(utf8[at]) & 0x3F);
+    }
+    return {point, static_cast<size_t>(lead.length), true};
+}
+
+void AppendUtf16(char32_t point, std::wstring& wide) {
+    if (point >= 0x10000) {
+        wide.push_back(static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10)));
+        wide.push_back(static_cast<wchar_t>(0xDC00 + ((point - 0x10000) & 0x3FF)));
+    } else {
+        wide.push_back(static_cast<wchar_t>(point));
+    }
+}
+
+}  // namespace
+
 Status Utf8ToWide(const std::string& utf8, std::wstring& wide) {
     wide.clear();
     std::wstring converted;
     converted.reserve(utf8.size());
     for (size_t i = 0; i < utf8.size();) {
-        const auto byte = static_cast<unsigned char>(utf8[i]);
-        const Lead lead = LeadOf(byte);
-        if (lead.length == 0 || utf8.size() - i < static_cast<size_t>(lead.length)) {
+        const Sequence sequence = ReadSequence(utf8, i);
+        if (!sequence.valid) {
             return kStatusConversionFailed;
         }
-        char32_t point = lead.length == 1 ? byte : byte & (0x7F >> lead.length);
-        for (int k = 1; k < lead.length; ++k) {
-            const auto next = static_cast<unsigned char>(utf8[i + static_cast<size_t>(k)]);
-            const unsigned char low = k == 1 ? lead.secondLow : 0x80;
-            const unsigned char high = k == 1 ? lead.secondHigh : 0xBF;
-            if (next < low || next > high) {
-                return kStatusConversionFailed;
-            }
-            point = point << 6 | (next & 0x3F);
-        }
-        if (point >= 0x10000) {
-            converted.push_back(static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10)));
-            converted.push_back(static_cast<wchar_t>(0xDC00 + ((point - 0x10000) & 0x3FF)));
-        } else {
-            converted.push_back(static_cast<wchar_t>(point));
-        }
-        i += static_cast<size_t>(lead.length);
+        AppendUtf16(sequence.point, converted);
+        i += sequence.length;
     }
     wide = std::move(converted);
     return kStatusOk;
+}
+
+std::wstring Utf8ToWideReplacing(const std::string& utf8) {
+    std::wstring wide;
+    wide.reserve(utf8.size());
+    for (size_t i = 0; i < utf8.size();) {
+        const Sequence sequence = ReadSequence(utf8, i);
+        AppendUtf16(sequence.point, wide);
+        i += sequence.length;
+    }
+    return wide;
 }
 
 std::u16string ToUtf16(const std::wstring& wide) {
@@ -239,6 +275,13 @@ std::wstring FromUtf16(const char16_t* utf16) {
         wide.push_back(static_cast<wchar_t>(*unit));
     }
     return wide;
+}
+
+std::wstring JoinPath(std::wstring base, const std::wstring& part) {
+    if (base.empty() || base.back() != L'\\') {
+        base += L'\\';
+    }
+    return base + part;
 }
 
 std::wstring Widen(const char* narrow) {

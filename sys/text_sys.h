@@ -27,6 +27,9 @@ Status NarrowToWide(const std::string& narrow, std::wstring& wide);
 Status WideToUtf8(const std::wstring& wide, std::string& utf8);
 // Any invalid sequence (overlong, surrogate, above U+10FFFF, cut short) fails the whole text.
 Status Utf8ToWide(const std::string& utf8, std::wstring& wide);
+// As Windows converts without its strictness flag: each invalid sequence (its longest valid
+// beginning, or one byte) becomes U+FFFD. For text that is only shown, never stored.
+std::wstring Utf8ToWideReplacing(const std::string& utf8);
 
 // SQLite's wide functions take UTF-16, which wchar_t is on Windows only.
 std::u16string ToUtf16(const std::wstring& wide);
@@ -41,6 +44,9 @@ void Wipe(Text& text) {
         bytes[i] = 0;
     }
 }
+
+// base and part with one backslash between them; none is added after a base ending in one.
+std::wstring JoinPath(std::wstring base, const std::wstring& part);
 
 // For messages such as an exception's: what cannot be converted is left out.
 std::wstring Widen(const char* narrow);

@@ -104,6 +104,9 @@ TEST_F(InviteExchange, EveryOtherAnswerFails) {
     Status empty = Claim("empty");
     EXPECT_TRUE(Failed(empty)) << "a 204 carries no token";
     EXPECT_EQ(Claim("error"), kStatusHttpStatus);
+    EXPECT_EQ(Claim("proxy"), kStatusHttpStatus);
+    EXPECT_NE(Log().find("Passerelle indisponible, caf\xEF\xBF\xBD ***"), std::string::npos)
+        << "a body in another code page is logged, the token masked";
 
     EXPECT_EQ(Claim("moved"), kStatusHttpStatus);
     EXPECT_NE(Log().find("Server replied with status code 301. Request URL: " +

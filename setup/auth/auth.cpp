@@ -10,11 +10,8 @@ namespace {
 
 constexpr char kFunction[] = "CAuth::Exchange";
 
-std::wstring Wide(const std::string& utf8) {
-    std::wstring wide;
-    text_sys::Utf8ToWide(utf8, wide);  // only for log lines: as far as it converts
-    return wide;
-}
+// Only for log lines: a body in another code page or cut mid-character still shows.
+std::wstring Wide(const std::string& utf8) { return text_sys::Utf8ToWideReplacing(utf8); }
 
 std::string BodyOf(const IPayload* payload) {
     if (payload == nullptr || payload->Size() == 0) {

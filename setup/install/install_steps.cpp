@@ -302,9 +302,8 @@ Status ConfirmInvite::Do() {
         process_sys::SleepFor(std::chrono::milliseconds(1000));  // after the last try too
     }
     const std::string body(reinterpret_cast<const char*>(response->Data()), response->Size());
-    std::wstring wideBody;
-    text_sys::Utf8ToWide(body, wideBody);  // a body that is no UTF-8 is logged as far as it is
-    wideBody = Redacted(wideBody, run_.settings.token);  // the backend echoes the token
+    // The backend echoes the token; a body that is no UTF-8 still shows, with U+FFFD.
+    const std::wstring wideBody = Redacted(text_sys::Utf8ToWideReplacing(body), run_.settings.token);
     if (Failed(status) && !body.empty()) {
         run_.log.Info(kInstall, L"Unexpected backend response: " + wideBody);
     } else if (!body.empty()) {

@@ -50,6 +50,20 @@ TEST(Utf8, DecodesOnlyWellFormedText) {
     }
 }
 
+TEST(Path, OneBackslashBetweenParts) {
+    EXPECT_EQ(text_sys::JoinPath(L"C:\\", L"log"), L"C:\\log");
+    EXPECT_EQ(text_sys::JoinPath(L"C:\\Data", L"log"), L"C:\\Data\\log");
+}
+
+// Shown text keeps what is readable; one U+FFFD stands for each bad sequence's longest
+// valid beginning or its single bad byte.
+TEST(Utf8, ShownTextReplacesWhatIsNotUtf8) {
+    EXPECT_EQ(text_sys::Utf8ToWideReplacing("caf\xE9 ok"), L"caf\xFFFD ok");
+    EXPECT_EQ(text_sys::Utf8ToWideReplacing("a\xE2\x82"), L"a\xFFFD") << "cut mid-character";
+    EXPECT_EQ(text_sys::Utf8ToWideReplacing("\xE2\x82z\xC0\x80"), L"\xFFFDz\xFFFD\xFFFD");
+    EXPECT_EQ(text_sys::Utf8ToWideReplacing("\xF0\x9F\x98\x80"), L"\xD83D\xDE00");
+}
+
 TEST(Utf16, SqliteTextKeepsItsUnits) {
     EXPECT_EQ(text_sys::ToUtf16(L"a\x0416\xD83D\xDE00"), u"a\x0416\xD83D\xDE00");
     EXPECT_EQ(text_sys::FromUtf16(u"a\x0416\xD83D\xDE00"), L"a\x0416\xD83D\xDE00");

@@ -13,6 +13,7 @@ invite request is answered:
       other      200 {"token": "another-token"}
       empty      204, no body
       moved      301 to /elsewhere
+      proxy      502, a proxy's page in Latin-1 that echoes the token
 
   GET /<case>/requests      the requests recorded for <case>, as a JSON list of
                             {"method", "path", "headers"}
@@ -80,6 +81,8 @@ class Handler(BaseHTTPRequestHandler):
             self.send(200, b'{"token": "another-token"}')
         elif answer == "empty":
             self.send(204)
+        elif answer == "proxy":
+            self.send(502, b"Passerelle indisponible, caf\xe9 " + token.encode(), "text/html")
         elif answer == "moved":
             self.send(301, b"", extra={"Location": "/elsewhere"})
         else:
