@@ -71,14 +71,15 @@ void ShellOpen(const std::wstring& target, int showMode) {
 }
 
 unsigned BrandBitmapId(BrandBitmap use) {
-    static constexpr unsigned kIds[4][3] = {
-        {IDB_BACKGROUND_ZELKO, IDB_BACKGROUND_ORV, IDB_BACKGROUND_TESSAN},
-        {IDB_CLOSE_ZELKO, IDB_CLOSE_ORV, IDB_CLOSE_TESSAN},
-        {IDB_SUCCESS_ZELKO, IDB_SUCCESS_ORV, IDB_SUCCESS_TESSAN},
-        {IDB_FAILURE_ZELKO, IDB_FAILURE_ORV, IDB_FAILURE_TESSAN},
+    // Columns: brand 1, 2, 3, and any other brand number (its result icons are brand 3's).
+    static constexpr unsigned kIds[4][4] = {
+        {IDB_BACKGROUND_ZELKO, IDB_BACKGROUND_ORV, IDB_BACKGROUND_TESSAN, IDB_BACKGROUND_ZELKO},
+        {IDB_CLOSE_ZELKO, IDB_CLOSE_ORV, IDB_CLOSE_TESSAN, IDB_CLOSE_ZELKO},
+        {IDB_SUCCESS_ZELKO, IDB_SUCCESS_ORV, IDB_SUCCESS_TESSAN, IDB_SUCCESS_TESSAN},
+        {IDB_FAILURE_ZELKO, IDB_FAILURE_ORV, IDB_FAILURE_TESSAN, IDB_FAILURE_TESSAN},
     };
     const BrandId brand = ActiveBrand();
-    const int column = (brand >= kBrandZelko && brand <= kBrandTessan) ? brand - 1 : 0;
+    const int column = (brand >= kBrandZelko && brand <= kBrandTessan) ? brand - 1 : 3;
     return kIds[static_cast<int>(use)][column];
 }
 
@@ -511,7 +512,7 @@ INT_PTR CDialogBase::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
             if (header->idFrom == IDC_AGREEMENT_LINK &&
                 (header->code == NM_CLICK || header->code == NM_RETURN)) {
                 SetFocus(window_);
-                ShellOpen(reinterpret_cast<NMLINK*>(lParam)->item.szUrl, SW_SHOWNORMAL);
+                ShellOpen(reinterpret_cast<NMLINK*>(lParam)->item.szUrl, SW_SHOW);
             }
             return 0;
         }

@@ -4,12 +4,12 @@
 #include <cwchar>
 
 #include "resources/resource.h"
-#include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
 #include "setup/language.h"
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
+#include "sys/text_sys.h"
 #include "ui/dialog_seams.h"
 #include "ui/localisation.h"
 #include "ui/rounded_label.h"
@@ -183,6 +183,12 @@ void CInstallDialog::ShowResult() {
 }
 
 void CInstallDialog::OpenInstallLog() {
-    ShellOpen(agent_folders::DataFolder(GetBranding()) + L"\\log\\" + kInstallerLogFile,
-              SW_SHOWDEFAULT);
+    std::wstring path = file_sys::GetCommonAppDataFolder();
+    if (path.empty()) {
+        return;  // a path without it would be rooted at the current drive
+    }
+    for (const wchar_t* part : {GetBranding().programSubfolder, L"log", kInstallerLogFile}) {
+        path = text_sys::JoinPath(path, part);
+    }
+    ShellOpen(path, SW_SHOWDEFAULT);
 }

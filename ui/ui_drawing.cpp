@@ -50,7 +50,7 @@ HFONT CreateUiFont(HDC dc, int points, int weight) {
     const int height = -MulDiv(points, GetDeviceCaps(dc, LOGPIXELSY), 72);
     const wchar_t* face = ScreenHasFace(L"Inter") ? L"Inter" : L"Arial";
     return CreateFontW(height, 0, 0, 0, weight, FALSE, FALSE, FALSE, 0, OUT_DEFAULT_PRECIS,
-                       CLIP_DEFAULT_PRECIS, ANTIALIASED_QUALITY, 0x31, face);
+                       CLIP_DEFAULT_PRECIS, PROOF_QUALITY, 0x31, face);
 }
 
 std::array<CornerArc, 4> RoundedCorners(const Gdiplus::Rect& box) {

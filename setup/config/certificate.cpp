@@ -1,11 +1,9 @@
 #include "setup/config/certificate.h"
 
+#include "sys/text_sys.h"
+
 std::wstring OnPremiseCertificatePath(const std::wstring& baseFolder) {
-    std::wstring path = baseFolder;
-    if (path.empty() || path.back() != L'\\') {
-        path += L'\\';
-    }
-    return path + L"resources\\on-premise-pubkey.crt";
+    return text_sys::JoinPath(baseFolder, L"resources\\on-premise-pubkey.crt");
 }
 
 std::string CertificatePem(const std::wstring& body) {

@@ -5,6 +5,7 @@
 
 #include "setup/install/agent_installer.h"
 #include "sys/file_sys.h"
+#include "sys/text_sys.h"
 #include "sys/process_sys.h"
 #include "sys/scope_exit.h"
 #include "sys/service_sys.h"
@@ -41,10 +42,7 @@ Status SystemToolCommand(const wchar_t* program, const wchar_t* arguments, std::
     if (Failed(status)) {
         return status;
     }
-    if (folder.empty() || folder.back() != L'\\') {
-        folder += L'\\';
-    }
-    line = process_sys::BuildCommandLine(folder + program, arguments);
+    line = process_sys::BuildCommandLine(text_sys::JoinPath(folder, program), arguments);
     return kStatusOk;
 }
 
