@@ -7,12 +7,26 @@
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
 
+namespace {
+
+// A library that can tell whether its objects are still in use exports "GetLockCount";
+// -1 for one that cannot tell.
+int LockCount(HMODULE library) {
+    using GetLockCountFn = int (*)();
+    auto lockCount = reinterpret_cast<GetLockCountFn>(
+        reinterpret_cast<void*>(GetProcAddress(library, "GetLockCount")));
+    return lockCount != nullptr ? lockCount() : -1;
+}
+
+}  // namespace
+
 // A library whose objects still live stays loaded: freeing it would leave them pointing
-// into unmapped code. The system unloads it with the process.
+// into unmapped code. The system unloads it with the process. Every other one is freed.
 CLibraryLoader::~CLibraryLoader() {
-    UnloadUnused();
     for (auto& entry : libraries_) {
-        entry.second.Release();
+        if (LockCount(entry.second.Get()) > 0) {
+            entry.second.Release();
+        }
     }
 }
 
@@ -51,18 +65,9 @@ HMODULE CLibraryLoader::Load(const std::wstring& nameOrPath) {
     return libraries_.emplace(key, std::move(module)).first->second.Get();
 }
 
-namespace {
-
-// A library that can tell whether its objects are still in use exports this.
-using GetLockCountFn = int (*)();
-
-}  // namespace
-
 void CLibraryLoader::UnloadUnused() {
     for (auto entry = libraries_.begin(); entry != libraries_.end();) {
-        auto lockCount = reinterpret_cast<GetLockCountFn>(
-            reinterpret_cast<void*>(GetProcAddress(entry->second.Get(), "GetLockCount")));
-        if (lockCount != nullptr && lockCount() == 0) {
+        if (LockCount(entry->second.Get()) == 0) {
             entry = libraries_.erase(entry);  // frees the library
         } else {
             ++entry;

@@ -25,6 +25,7 @@ public:
     CLibraryLoader() = default;
     CLibraryLoader(const CLibraryLoader&) = delete;
     CLibraryLoader& operator=(const CLibraryLoader&) = delete;
+    // Frees every library but one whose "GetLockCount" reports live objects.
     ~CLibraryLoader() override;
 
     void UnloadUnused() override;

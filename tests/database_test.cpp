@@ -13,6 +13,8 @@ using test_support::TempFolder;
 
 TEST(SqliteBinding, EveryFunctionButTheWideTextBinderIsRequired) {
     EXPECT_EQ(Message([] { SqliteApi api(L"sqlite_without_bind_text16.dll"); }), "");
+    EXPECT_EQ(GetModuleHandleW(L"sqlite_without_bind_text16.dll"), nullptr)
+        << "freed with its binding";
     EXPECT_EQ(Message([] { SqliteApi api(L"sqlite_without_busy_timeout.dll"); }),
               "Failed to resolve some sqlite3 function from dynamic library");
     EXPECT_EQ(Message([] { SqliteApi api(L"no_such_sqlite.dll"); }),
