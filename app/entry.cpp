@@ -35,7 +35,7 @@ std::wstring PathBesideSetup(const wchar_t* fileName) {
     return agent_folders::SetupFolder() + L"\\" + fileName;
 }
 
-DWORD RunSilent(SetupSettings& settings) {
+DWORD RunSilent(SetupSettings& settings, const InstallerEnvironment& environment) {
     if (!process_sys::IsAdministratorsMember()) {
         return static_cast<DWORD>(kStatusNotAdministrator);
     }
@@ -43,7 +43,7 @@ DWORD RunSilent(SetupSettings& settings) {
         Status status;
         {
             CLogging log(kInstallerLogFile, kInstallerComponent);
-            AgentInstaller installer(settings, GetBranding(), log);
+            AgentInstaller installer(settings, GetBranding(), log, environment);
             status = installer.Install(nullptr);
         }
         if (status != kStatusOk && status != kStatusRestartNeeded) {
@@ -127,7 +127,8 @@ DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments)
     return exitCode;
 }
 
-static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
+static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail,
+                      const InstallerEnvironment& environment) {
     // Keeps the run from holding the launch folder open and gives relative paths a fixed
     // meaning. Library loading does not depend on it: wWinMain restricts that already.
     SetCurrentDirectoryToSystemFolder();
@@ -181,14 +182,15 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail) {
     RegisterClassExW(&windowClassInfo);
 
     const DWORD exitCode = (settings.silent || !settings.sessionActive)
-                               ? RunSilent(settings)
+                               ? RunSilent(settings, environment)
                                : RunWindowed(instance, settings, windowClass, title);
     return exitCode;
 }
 
-DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail) {
+DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail,
+               const InstallerEnvironment& environment) {
     try {
-        return Dispatch(instance, commandTail);
+        return Dispatch(instance, commandTail, environment);
     } catch (const UnknownBrandError&) {
         // A build whose version information names no brand cannot install anything.
         return static_cast<DWORD>(kStatusUnknownBrand);

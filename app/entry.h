@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "setup/install/agent_installer.h"
 #include "sys/status.h"
 
 // Exit codes of the process besides the statuses of the sequences.
@@ -20,8 +21,10 @@ inline constexpr wchar_t kSetupRunningMarker[] = L"Global\\_HOLLIN_SETUP_RUNNING
 inline constexpr wchar_t kAgentMutex[] = L"{6D2A81C4-3E59-4B07-A1F6-92C0D84E7B3A}";
 
 // Runs one setup process: parses the command line and dispatches to the run it asks for.
-// commandTail is the command line after the program name, handed on unchanged.
-DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail);
+// commandTail is the command line after the program name, handed on unchanged. The
+// environment of a silent installation is the product's own except in tests.
+DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail,
+               const InstallerEnvironment& environment = {});
 
 // Starts programPath with the arguments, waits without limit and gives its exit code.
 DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments);

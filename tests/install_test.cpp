@@ -454,7 +454,7 @@ TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
     const std::wstring url = L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) +
                              L"/files/" + name;
     SetEnvironmentVariableW(L"HOLLIN_NET_URL", url.c_str());
-    EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x10000005u);
+    EXPECT_EQ(Install(L"accept", L"", package.Path()), 0u) << "a silent setup ends with 0";
     SetEnvironmentVariableW(L"HOLLIN_NET_URL", nullptr);
     SetNetFrameworkInstalled();
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));

@@ -2,7 +2,10 @@
 
 #include <windows.h>
 
+#include <iterator>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "setup/language.h"
 #include "setup/runtime/runtime_settings.h"
@@ -36,14 +39,16 @@ std::wstring TableString(LANGID language, unsigned id) {
 }
 
 // Loads on a fresh thread, as each worker applies its language itself.
-std::wstring LoadIn(std::uint32_t number, unsigned id) {
-    std::wstring text;
+std::vector<std::wstring> LoadIn(std::uint32_t number, const std::vector<unsigned>& ids) {
+    std::vector<std::wstring> texts;
     std::thread worker([&] {
         SetThreadLanguage(number);
-        text = LoadUiString(id);
+        for (unsigned id : ids) {
+            texts.push_back(LoadUiString(id));
+        }
     });
     worker.join();
-    return text;
+    return texts;
 }
 
 TEST(StringTables, EveryLanguageCarriesEveryId) {
@@ -65,15 +70,21 @@ TEST(StringTables, EveryLanguageCarriesEveryId) {
     EXPECT_TRUE(TableString(english, 214).empty());
 }
 
-TEST(StringTables, ThreadLanguageChoosesTheTable) {
-    const LANGID spanish = MAKELANGID(LANG_SPANISH, SUBLANG_NEUTRAL);
-    const LANGID brazilian = MAKELANGID(LANG_PORTUGUESE, SUBLANG_PORTUGUESE_BRAZILIAN);
-    EXPECT_EQ(LoadIn(1, 202), L"Cancel");
-    EXPECT_EQ(LoadIn(12, 202), TableString(spanish, 202));  // es-MX: the Spanish table
-    EXPECT_EQ(LoadIn(14, 217), TableString(brazilian, 217));
-    EXPECT_EQ(LoadIn(11, 203), L"Schlie\x00dF" L"en");
-    EXPECT_EQ(LoadIn(2, 209), L"Install");  // no entry: the thread keeps the user's language
-    EXPECT_NE(TableString(spanish, 202), L"Cancel");
+// A number whose identifier is wrong would quietly load the English table.
+TEST(StringTables, EachLanguageNumberLoadsItsOwnTable) {
+    const std::pair<std::uint32_t, LANGID> kNumbers[] = {
+        {1, kTables[0]}, {4, kTables[1]}, {11, kTables[2]}, {12, kTables[3]}, {32, kTables[4]},
+        {3, kTables[5]}, {19, kTables[6]}, {31, kTables[7]}, {6, kTables[8]}, {14, kTables[9]}};
+    const std::vector<unsigned> ids(std::begin(kIds), std::end(kIds));
+    for (const auto& [number, table] : kNumbers) {
+        const std::vector<std::wstring> loaded = LoadIn(number, ids);
+        for (size_t i = 0; i < ids.size(); ++i) {
+            EXPECT_EQ(loaded[i], TableString(table, ids[i])) << "number " << number << " id " << ids[i];
+        }
+    }
+    EXPECT_EQ(LoadIn(11, {203}), std::vector<std::wstring>{L"Schlie\x00dF" L"en"});
+    // No entry: the thread keeps the user's language.
+    EXPECT_EQ(LoadIn(2, {209}), std::vector<std::wstring>{L"Install"});
 }
 
 TEST(LanguageTable, NumbersAndIdentifiers) {

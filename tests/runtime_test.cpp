@@ -94,7 +94,11 @@ TEST(ProxyHandover, EverySettingInOrder) {
                                          L"SetAuthenticationScheme(1)"}));
     settings.proxyPort = 0xFFFFFFFF;  // not given
     settings.proxyAuthType = 3;
-    EXPECT_EQ(Handover(settings).back(), L"SetAuthenticationScheme(4)");
+    const std::vector<std::wstring> calls = Handover(settings);
+    EXPECT_EQ(calls.back(), L"SetAuthenticationScheme(4)");
+    for (const std::wstring& call : calls) {
+        EXPECT_EQ(call.find(L"SetProxyPort"), std::wstring::npos) << "-1 is no port";
+    }
     settings.proxyAuthType = 4;
     EXPECT_EQ(Handover(settings).back(), L"SetProxyType(2)");
 }

@@ -190,7 +190,10 @@ TEST_F(UninstallWindow, NotPermitted) {
 TEST_F(UninstallWindow, PasswordCaptionIsInTheWindowsLanguage) {
     constexpr std::uint32_t kGerman = 11;
     SetThreadLanguage(kGerman);
-    GetDialogSeams().uninstall = [](IProgress*, const std::wstring&) {
+    const std::wstring germanCancel = LoadUiString(202);
+    std::wstring workerCancel;  // the engine's texts are loaded on the worker thread
+    GetDialogSeams().uninstall = [&workerCancel](IProgress*, const std::wstring&) {
+        workerCancel = LoadUiString(202);
         return ToStatus(0x80000017);
     };
     dialog_ = std::make_unique<CUninstallDialog>();
@@ -199,6 +202,8 @@ TEST_F(UninstallWindow, PasswordCaptionIsInTheWindowsLanguage) {
     SetThreadLanguage(1);
     EXPECT_TRUE(Visible(window, IDC_PASSWORD_CAPTION));
     EXPECT_EQ(Text(window, IDC_PASSWORD_CAPTION), L"Kennwort:");
+    EXPECT_EQ(workerCancel, germanCancel) << "the worker speaks the window's language";
+    EXPECT_NE(germanCancel, L"Cancel");
 }
 
 // Places in this process's writable memory that hold the text. The needle is kept

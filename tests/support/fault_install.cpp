@@ -1,17 +1,17 @@
-// Runs the installation like a silent setup.exe, with one step made to fail: the step is
+// setup.exe's own entry with one step of a silent installation made to fail: the step is
 // named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
 // "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
-// before a name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET installer's address. It
-// ends with the installation's status. Used from a package folder of its own, in place of
-// setup.exe.
+// before a name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET
+// installer's address. It ends with setup.exe's exit code. Used from a package folder of its
+// own, in place of setup.exe.
 #include <windows.h>
 
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 
-#include "setup/install/agent_installer.h"
-#include "setup/setup_settings.h"
+#include "app/entry.h"
+#include "tests/support/command_tail.h"
 
 namespace {
 
@@ -31,16 +31,12 @@ Status FailNamedStep(const char* step) {
 }  // namespace
 
 int wmain() {
-    if (!ParseCommandLine(GetSetupSettings())) {
-        return static_cast<int>(kStatusMissingParameters);
-    }
     InstallerEnvironment environment;
     environment.faultAt = FailNamedStep;
     wchar_t netUrl[1024] = {};
     if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
         environment.netInstallerUrl = netUrl;
     }
-    CLogging log(kInstallerLogFile, kInstallerComponent);
-    AgentInstaller installer(GetSetupSettings(), GetBranding(), log, environment);
-    return static_cast<int>(installer.Install(nullptr));
+    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);  // as setup.exe does first
+    return static_cast<int>(RunSetup(GetModuleHandleW(nullptr), CommandTail().c_str(), environment));
 }
