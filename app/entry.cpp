@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 
+#include "app/single_instance.h"
 #include "resources/resource.h"
 #include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
@@ -149,19 +150,10 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail,
         return RunChildProgram(PathBesideSetup(L"agentsvc.exe"), L"--nodaemon --clone");
     }
 
-    // Held until the process ends; a second setup in this session sees it.
-    if (UniqueKernelHandle(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kSetupInstanceMutex))) {
+    if (!ClaimSingleInstance(kSetupInstanceMutex)) {
         return kExitAlreadyRunning;
     }
-    // Another setup may have created it since the test above. A static owner closes it only
-    // when the process exits.
-    static UniqueKernelHandle instanceMutex;
-    HANDLE created = CreateMutexW(nullptr, FALSE, kSetupInstanceMutex);
-    const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
-    instanceMutex.Reset(created);
-    if (!instanceMutex || existed) {
-        return kExitAlreadyRunning;
-    }
+    // Only held, never waited for: a marker someone else made first blocks nothing.
     UniqueKernelHandle runningMarker(CreateMutexW(nullptr, FALSE, kSetupRunningMarker));
 
     SetThreadLanguage(settings.languageId);

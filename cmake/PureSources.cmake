@@ -4,6 +4,7 @@
 set(HOLLIN_PURE_SYS
     sys/command_line.cpp
     sys/ini_document.cpp
+    sys/owner_rule.cpp
     sys/text_sys.cpp)
 set(HOLLIN_PURE_DB
     db/table_mapper.cpp)

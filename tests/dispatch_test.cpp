@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "app/entry.h"
+#include "sys/owner_rule.h"
 #include "sys/process_sys.h"
+#include "sys/security_sys.h"
 #include "tests/support/fake_setup2.h"
 #include "tests/support/dialog_driver.h"
 #include "tests/support/test_support.h"
@@ -86,6 +88,24 @@ TEST_F(Dispatch, OneSetupPerSession) {
 
     // A silent uninstall needs the running agent's mutex.
     EXPECT_EQ(RunSetupExe(L"/u -sil 1"), kExitAgentNotRunning);
+
+    // A mutex of the name that grants nobody access was made to block setups, not by one.
+    security_sys::UniqueSecurityDescriptor locked;
+    ASSERT_EQ(security_sys::DescriptorFromSddl(L"D:P", locked), kStatusOk);
+    SECURITY_ATTRIBUTES attributes{sizeof(attributes), locked.Get(), FALSE};
+    const UniqueKernelHandle squatted(CreateMutexW(&attributes, FALSE, kSetupInstanceMutex));
+    ASSERT_TRUE(squatted);
+    EXPECT_EQ(RunSetupExe(L"/u -sil 1"), kExitAgentNotRunning);
+}
+
+TEST(SingleInstance, OnlyAnAdministratorsMutexIsAnotherSetup) {
+    const std::wstring self = L"S-1-5-21-1-2-3-1001";
+    EXPECT_TRUE(owner_rule::IsAdministrativeOwner(L"S-1-5-18", self));
+    EXPECT_TRUE(owner_rule::IsAdministrativeOwner(L"S-1-5-32-544", self));
+    EXPECT_TRUE(owner_rule::IsAdministrativeOwner(self, self)) << "this elevated process's own";
+    EXPECT_FALSE(owner_rule::IsAdministrativeOwner(L"S-1-5-21-1-2-3-1002", self));
+    EXPECT_FALSE(owner_rule::IsAdministrativeOwner(L"S-1-5-32-545", self)) << "Users";
+    EXPECT_FALSE(owner_rule::IsAdministrativeOwner(L"", L""));
 }
 
 // Wine enumerates no sessions, so every run there is silent. With a session enumeration
