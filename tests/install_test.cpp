@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "setup/agent_folders.h"
+#include "sys/file_sys.h"
 #include "sys/process_sys.h"
 #include "sys/security_sys.h"
 #include "sys/service_sys.h"
@@ -441,6 +442,25 @@ TEST_F(Installation, RolledBackOnAMachineWithoutAgent) {
         EXPECT_EQ(MachineState::Take(), before) << Narrow(step);
     }
     SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", nullptr);
+}
+
+// The agent stops only at the 300th request, after the stop step gave up: the step had
+// asked it to stop, so its undo starts it again.
+TEST_F(Installation, AStopThatComesTooLateIsUndone) {
+    ASSERT_EQ(Install(L"accept"), 0u);
+    const MachineState before = MachineState::Take();
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"fault_install.exe");
+    const std::wstring marker = kProgramFolder + L"\\ignore-stop";
+    ASSERT_EQ(file_sys::WriteWholeFile(marker, "300"), kStatusOk);
+    const std::wstring pauses = package / L"pauses.txt";
+    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", pauses.c_str());
+    EXPECT_EQ(Install(L"accept", L"", package.Path()), static_cast<DWORD>(kStatusServiceFailed));
+    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", nullptr);
+    DeleteFileW(marker.c_str());
+    EXPECT_GE(std::atoi(ReadFileBytes(pauses).c_str()), 300);
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
+    EXPECT_EQ(MachineState::Take(), before);
 }
 
 TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {

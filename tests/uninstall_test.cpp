@@ -6,6 +6,8 @@
 
 #include "db/sqlite_api.h"
 #include "setup/uninstall/uninstall.h"
+#include "sys/file_sys.h"
+#include "sys/process_sys.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
 #include "tests/support/policy_db.h"
@@ -117,6 +119,25 @@ TEST_F(Uninstallation, KeepsTheDataFolderWhenAsked) {
     EXPECT_EQ(Setup(L"/u -sil 1"), 0u);  // no password asked, none given
     EXPECT_TRUE(FileExists(kDataFolder + L"\\database\\agent.db"));
     EXPECT_FALSE(FileExists(kProgramFolder));
+}
+
+// A farewell run that never ends is ended after the removal's 300 passes; the removal
+// fails and the agent keeps running.
+TEST_F(Uninstallation, AHangingFarewellRunIsEnded) {
+    InstallWithPolicy(false, "");
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"fault_install.exe");
+    const std::wstring marker = kProgramFolder + L"\\farewell-hangs";
+    ASSERT_EQ(file_sys::WriteWholeFile(marker, ""), kStatusOk);
+    const std::wstring pauses = package / L"pauses.txt";
+    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", pauses.c_str());
+    EXPECT_EQ(test_support::RunAndWait(L"\"" + package / L"setup.exe" + L"\" /u -sil 1", 300000),
+              static_cast<DWORD>(kStatusWaitFailed));
+    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", nullptr);
+    DeleteFileW(marker.c_str());
+    EXPECT_GE(std::atoi(ReadFileBytes(pauses).c_str()), 300);
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
+    EXPECT_EQ(process_sys::GetPidsByName(L"agentsvc.exe").size(), 1u) << "the farewell run ended";
 }
 
 TEST_F(Uninstallation, LockedProgramFolderIsRemovedAtRestart) {

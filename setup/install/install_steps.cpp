@@ -51,10 +51,19 @@ void DeleteOrMark(const std::wstring& path) {
 
 // Starts a service the installation stopped. Nothing more can be done when that fails; the
 // log says so for whoever looks.
+// Starts a service that was asked to stop. One still stopping is waited for first, for as
+// many passes as its stop had: started while it stops, it would end up stopped.
 void StartAgain(CLogging& log, const std::wstring& service) {
+    constexpr int kPasses = 300;
+    for (int pass = 0; pass < kPasses &&
+                       service_sys::GetServiceState(service) == SERVICE_STOP_PENDING;
+         ++pass) {
+        process_sys::SleepFor(std::chrono::milliseconds(1000));
+    }
     DWORD lastError = 0;
     const Status status = service_sys::StartServiceByName(service, &lastError);
-    if (Failed(status) && lastError != ERROR_SERVICE_DOES_NOT_EXIST) {
+    if (Failed(status) && lastError != ERROR_SERVICE_DOES_NOT_EXIST &&
+        lastError != ERROR_SERVICE_ALREADY_RUNNING) {
         log.Warning(kInstall, L"failed to start the service: " + service + L", GetLastError: " +
                                   std::to_wstring(lastError),
                     status);
@@ -152,12 +161,14 @@ public:
     StopService(InstallRun& run, std::wstring service, bool agent)
         : InstallStep(run), service_(std::move(service)), agent_(agent) {}
     Status Do() override {
+        // Asked to stop from here on: one that does not stop in time may stop later all the
+        // same, so even a failed stop is undone.
+        asked_ = true;
         const Status status = run_.installer.StopServiceAndWait(service_);
-        stopped_ = !Failed(status);
         return agent_ ? status : kStatusOk;
     }
     void Undo() override {
-        if (!stopped_) {
+        if (!asked_) {
             return;
         }
         if (agent_) {
@@ -169,7 +180,7 @@ public:
 private:
     std::wstring service_;
     bool agent_;
-    bool stopped_ = false;
+    bool asked_ = false;
 };
 
 class LoadRuntime final : public InstallStep {

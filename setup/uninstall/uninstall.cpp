@@ -160,8 +160,19 @@ public:
     Status Do() override;
 
 private:
+    static bool Ended(const process_sys::ChildProcess& farewell);
     Status ExitStatus(DWORD exitCode);
 };
+
+bool Farewell::Ended(const process_sys::ChildProcess& farewell) {
+    for (int pass = 0; pass < kWaitPasses; ++pass) {
+        if (WaitForSingleObject(farewell.Process(), 0) == WAIT_OBJECT_0) {
+            return true;
+        }
+        process_sys::SleepFor(std::chrono::milliseconds(1000));
+    }
+    return WaitForSingleObject(farewell.Process(), 0) == WAIT_OBJECT_0;
+}
 
 Status Farewell::Do() {
     run_.Report(Stage::kInitialising);
@@ -176,9 +187,11 @@ Status Farewell::Do() {
                               L"could not start the agent's farewell run, GetLastError: " +
                                   std::to_wstring(GetLastError()));
     }
-    const Status status = farewell.Wait(0);
-    if (Failed(status)) {
-        return run_.log.Check(status, kUninstall, L"waiting for the agent's farewell run failed");
+    if (!Ended(farewell)) {
+        // A run that hangs would hold the deployment tool forever; the agent keeps running.
+        TerminateProcess(farewell.Process(), static_cast<UINT>(kStatusWaitFailed));
+        return run_.log.Check(kStatusWaitFailed, kUninstall,
+                              L"the agent's farewell run did not end in time and was ended");
     }
     DWORD exitCode = 0;
     if (!GetExitCodeProcess(farewell.Process(), &exitCode)) {

@@ -2,15 +2,19 @@
 // named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
 // "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
 // before a name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET
-// installer's address. It ends with setup.exe's exit code. Used from a package folder of its
-// own, in place of setup.exe.
+// installer's address. HOLLIN_PAUSES_FILE, when set, makes every pause of a polling loop
+// 10 ms and writes their count to that file at the end. It ends with setup.exe's exit code.
+// Used from a package folder of its own, in place of setup.exe.
 #include <windows.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include "app/entry.h"
+#include "sys/file_sys.h"
+#include "sys/process_sys.h"
 #include "tests/support/command_tail.h"
 
 namespace {
@@ -37,6 +41,19 @@ int wmain() {
     if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
         environment.netInstallerUrl = netUrl;
     }
+    wchar_t pausesFile[MAX_PATH] = {};
+    std::atomic<int> pauses{0};
+    if (GetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", pausesFile, MAX_PATH) > 0) {
+        process_sys::SetSleepHook([&pauses](std::chrono::milliseconds) {
+            ++pauses;
+            Sleep(10);
+        });
+    }
     SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);  // as setup.exe does first
-    return static_cast<int>(RunSetup(GetModuleHandleW(nullptr), CommandTail().c_str(), environment));
+    const DWORD exitCode = RunSetup(GetModuleHandleW(nullptr), CommandTail().c_str(), environment);
+    if (*pausesFile != L'\0') {
+        const std::string count = std::to_string(pauses.load());
+        file_sys::WriteWholeFile(pausesFile, count);
+    }
+    return static_cast<int>(exitCode);
 }

@@ -8,11 +8,13 @@
 //                                     farewell-commandline.txt in the temporary folder.
 //   started by the service manager    runs as the service "ClientManager": holds the agent's
 //                                     mutex while it runs, records its program folder, and
-//                                     stops when asked.
+//                                     stops when asked (see IgnoresThisStop).
+// A file "farewell-hangs" beside it makes the farewell run never end.
 #include <windows.h>
 
 #include <shlobj.h>
 
+#include <cstdio>
 #include <iomanip>
 #include <sstream>
 #include <string>
@@ -34,8 +36,28 @@ void Report(DWORD state) {
     SetServiceStatus(g_status, &status);
 }
 
+// A file of this name beside the program: its content is a number N, and the first N - 1
+// stop requests are ignored, as an agent busy with something it will not leave does.
+std::wstring BesideProgram(const wchar_t* name) {
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring folder = path;
+    return folder.substr(0, folder.find_last_of(L'\\') + 1) + name;
+}
+
+bool IgnoresThisStop() {
+    static int requests = 0;
+    FILE* file = _wfopen(BesideProgram(L"ignore-stop").c_str(), L"r");
+    int obeyed = 0;
+    if (file != nullptr) {
+        obeyed = fscanf(file, "%d", &obeyed) == 1 ? obeyed : 0;
+        fclose(file);
+    }
+    return ++requests < obeyed;
+}
+
 DWORD WINAPI Control(DWORD control, DWORD, void*, void*) {
-    if (control == SERVICE_CONTROL_STOP) {
+    if (control == SERVICE_CONTROL_STOP && !IgnoresThisStop()) {
         Report(SERVICE_STOP_PENDING);
         SetEvent(g_stop);
     }
@@ -131,6 +153,9 @@ int Farewell() {
     WriteFile(record, line.data(), static_cast<DWORD>(line.size() * sizeof(wchar_t)), &written,
               nullptr);
     CloseHandle(record);
+    if (GetFileAttributesW(BesideProgram(L"farewell-hangs").c_str()) != INVALID_FILE_ATTRIBUTES) {
+        Sleep(INFINITE);
+    }
 
     // The password comes quoted, with backslash escapes.
     std::wstring password;
