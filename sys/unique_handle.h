@@ -134,6 +134,14 @@ struct GdiObject {
     static void Close(Handle object) { DeleteObject(object); }
 };
 
+template <typename Interface>
+struct ComInterface {
+    using Handle = Interface*;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle object) { return object != nullptr; }
+    static void Close(Handle object) { object->Release(); }
+};
+
 struct MemoryDc {
     using Handle = HDC;
     static Handle Invalid() { return nullptr; }
@@ -155,6 +163,8 @@ template <typename Pointer>
 using UniqueLocalMemory = UniqueHandle<handle_traits::LocalMemory<Pointer>>;
 template <typename Pointer>
 using UniqueWtsMemory = UniqueHandle<handle_traits::WtsMemory<Pointer>>;
+template <typename Interface>
+using UniqueCom = UniqueHandle<handle_traits::ComInterface<Interface>>;
 template <typename Object>
 using UniqueGdiObject = UniqueHandle<handle_traits::GdiObject<Object>>;
 using UniqueBrush = UniqueGdiObject<HBRUSH>;

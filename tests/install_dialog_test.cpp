@@ -12,6 +12,9 @@
 #include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/setup_settings.h"
+#include <tlhelp32.h>
+
+#include "sys/desktop_shell.h"
 #include "sys/file_sys.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
@@ -313,6 +316,40 @@ TEST_F(InstallWindow, OpenInstallLogOpensTheInstallersLog) {
     EXPECT_EQ(opened, file_sys::GetCommonAppDataFolder() +
                           L"\\ZELKO Software\\Business Agent\\log\\agentinstaller.log");
     EXPECT_TRUE(IsWindowVisible(dialog_->Window()));
+}
+
+// The viewer the desktop's shell started for a file, and the process that started it.
+struct Viewer {
+    DWORD id = 0;
+    DWORD parent = 0;
+};
+Viewer FindViewer(const wchar_t* name) {
+    const UniqueFileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Process32FirstW(snapshot.Get(), &entry); more;
+         more = Process32NextW(snapshot.Get(), &entry)) {
+        if (_wcsicmp(entry.szExeFile, name) == 0) {
+            return {entry.th32ProcessID, entry.th32ParentProcessID};
+        }
+    }
+    return {};
+}
+
+// The elevated setup never starts a viewer itself: the desktop's shell does, as the
+// desktop's user. A command file stands in for the viewer: it leaves a marker and waits.
+TEST_F(InstallWindow, AFileIsOpenedByTheDesktopsShell) {
+    test_support::TempFolder folder;
+    const std::wstring file = folder / L"viewer.cmd";
+    const std::string marker = test_support::Narrow(folder / L"opened.txt");
+    ASSERT_EQ(file_sys::WriteWholeFile(file, "echo opened> \"" + marker +
+                                                 "\"\r\nping -n 6 127.0.0.1 >nul\r\n"),
+              kStatusOk);
+    ASSERT_EQ(desktop_shell::OpenAsDesktopUser(file, SW_SHOWDEFAULT), kStatusOk);
+    EXPECT_TRUE(PumpUntil([&] { return test_support::FileExists(folder / L"opened.txt"); }, 10000));
+    const Viewer viewer = FindViewer(L"cmd.exe");
+    EXPECT_NE(viewer.id, 0u);
+    EXPECT_NE(viewer.parent, GetCurrentProcessId());
 }
 
 TEST_F(InstallWindow, BetaBadge) {

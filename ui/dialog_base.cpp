@@ -1,7 +1,6 @@
 #include "ui/dialog_base.h"
 
 #include <commctrl.h>
-#include <shellapi.h>
 #include <uxtheme.h>
 
 #include <iterator>
@@ -10,6 +9,8 @@
 #include "resources/resource.h"
 #include "setup/branding/branding.h"
 #include "setup/logging.h"
+#include "setup/install/agent_installer.h"
+#include "sys/desktop_shell.h"
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
 #include "sys/unique_handle.h"
@@ -67,7 +68,14 @@ void ShellOpen(const std::wstring& target, int showMode) {
         seam(target, showMode);
         return;
     }
-    ShellExecuteW(nullptr, L"open", target.c_str(), nullptr, nullptr, showMode);
+    // Never from this elevated process: see desktop_shell.h.
+    const Status status = desktop_shell::OpenAsDesktopUser(target, showMode);
+    if (Failed(status)) {
+        CLogging log(kInstallerLogFile, kInstallerComponent);
+        log.Error("ShellOpen", L"not opened: no desktop shell opens it as the desktop's user: " +
+                                   target,
+                  status);
+    }
 }
 
 unsigned BrandBitmapId(BrandBitmap use) {
