@@ -155,23 +155,6 @@ TEST_F(ProcessEnvironment, WithoutPathTheBlockIsUnchanged) {
     EXPECT_EQ(modified[modified.size() - 2], L'\0');
 }
 
-TEST(ProcessSleep, HookCountsPassesInsteadOfWaiting) {
-    std::vector<std::chrono::milliseconds> passes;
-    SetSleepHook([&passes](std::chrono::milliseconds d) { passes.push_back(d); });
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 60; ++i) {
-        SleepFor(std::chrono::milliseconds(1000));
-    }
-    SetSleepHook(nullptr);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-    EXPECT_EQ(passes.size(), 60u);
-    EXPECT_EQ(passes.front(), std::chrono::milliseconds(1000));
-
-    const auto before = std::chrono::steady_clock::now();
-    SleepFor(std::chrono::milliseconds(50));
-    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
-}
-
 TEST(ProcessIdentity, OwnProcessQueries) {
     EXPECT_FALSE(IsRunningAsLocalSystem());
     bool wasEnabled = false;

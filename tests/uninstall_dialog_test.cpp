@@ -10,6 +10,7 @@
 #include "setup/setup_settings.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
+#include "tests/support/picture.h"
 #include "tests/support/dialog_driver.h"
 #include "tests/support/dialog_fixture.h"
 #include "tests/support/gdiplus_environment.h"
@@ -271,43 +272,20 @@ TEST_F(UninstallWindow, CancelClosesWithoutUninstalling) {
     (void)window;
 }
 
-// A screen as dialog_showcase of a brand paints it: rows of 0xRRGGBB.
-class BrandPicture {
-public:
-    BrandPicture(const wchar_t* brand, const wchar_t* kind, const wchar_t* screen) {
-        test_support::TempFolder folder;
-        const std::wstring path = folder / L"screen.bmp";
-        const DWORD exitCode = test_support::RunAndWait(
-            L"\"" + test_support::BinFolder() + L"\\dialog_showcase_" + brand + L".exe\" " +
-                kind + L" " + screen + L" 1 \"" + path + L"\"",
-            60000);
-        EXPECT_EQ(exitCode, 0u);
-        std::ifstream file(std::filesystem::path(path), std::ios::binary);
-        BITMAPFILEHEADER header{};
-        BITMAPINFOHEADER info{};
-        file.read(reinterpret_cast<char*>(&header), sizeof(header));
-        file.read(reinterpret_cast<char*>(&info), sizeof(info));
-        width_ = info.biWidth;
-        height_ = info.biHeight;
-        bits_.resize(Stride() * height_);
-        file.read(reinterpret_cast<char*>(bits_.data()), static_cast<std::streamsize>(bits_.size()));
-    }
-    std::uint32_t Pixel(int x, int y) const {
-        if (x < 0 || y < 0 || x >= width_ || y >= height_)
-            return 0xFFFFFFFFu;
-        const BYTE* pixel = &bits_[(height_ - 1 - y) * Stride() + x * 3];  // bottom-up rows
-        return (pixel[2] << 16) | (pixel[1] << 8) | pixel[0];
-    }
-
-private:
-    size_t Stride() const { return ((width_ * 3 + 3) / 4) * 4; }
-    int width_ = 0;
-    int height_ = 0;
-    std::vector<BYTE> bits_;
-};
+// A screen as dialog_showcase of a brand paints it.
+Picture BrandPicture(const wchar_t* brand, const wchar_t* kind, const wchar_t* screen) {
+    test_support::TempFolder folder;
+    const std::wstring path = folder / L"screen.bmp";
+    EXPECT_EQ(test_support::RunAndWait(L"\"" + test_support::BinFolder() + L"\\dialog_showcase_" +
+                                           brand + L".exe\" " + kind + L" " + screen + L" 1 \"" +
+                                           path + L"\"",
+                                       60000),
+              0u);
+    return Picture::Load(path);
+}
 
 // The colour inside a button, left of its caption, as a picture shows it.
-std::uint32_t ButtonFace(const BrandPicture& picture, HWND layout, int id) {
+std::uint32_t ButtonFace(const Picture& picture, HWND layout, int id) {
     const RECT area = ControlRect(layout, id);
     return picture.Pixel(area.left + 8, (area.top + area.bottom) / 2);
 }
@@ -325,7 +303,7 @@ TEST_F(UninstallWindow, ButtonsAreDrawnByTheirRoleInEveryBrand) {
     HWND layout = Open();
     for (const Brand& brand : brands) {
         SCOPED_TRACE(test_support::Narrow(brand.name));
-        const BrandPicture confirm(brand.name, L"uninstall", L"confirm");
+        const Picture confirm = BrandPicture(brand.name, L"uninstall", L"confirm");
         EXPECT_EQ(ButtonFace(confirm, layout, IDC_MAIN_BUTTON), brand.primary) << "Uninstall";
         EXPECT_EQ(ButtonFace(confirm, layout, IDC_CANCEL_BUTTON), brand.secondary) << "Cancel";
     }

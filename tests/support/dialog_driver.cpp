@@ -1,5 +1,7 @@
 #include "tests/support/dialog_driver.h"
 
+#include "tests/support/picture.h"
+
 #include <filesystem>
 #include <fstream>
 
@@ -83,31 +85,7 @@ SIZE PictureSize(HWND dialog, int id) {
 }
 
 bool SaveWindowPicture(HWND window, const std::wstring& path) {
-    RECT area{};
-    GetWindowRect(window, &area);
-    const int width = area.right - area.left;
-    const int height = area.bottom - area.top;
-    // The window's own surface: what it painted, without whatever overlaps it on the screen.
-    HDC source = GetWindowDC(window);
-    HDC memory = CreateCompatibleDC(source);
-    BITMAPINFO info{};
-    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB};
-    void* bits = nullptr;
-    HBITMAP picture = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    HGDIOBJ previous = SelectObject(memory, picture);
-    BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
-    SelectObject(memory, previous);
-    const DWORD stride = ((width * 3 + 3) / 4) * 4;
-    BITMAPFILEHEADER header{0x4D42, 0, 0, 0, sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER)};
-    header.bfSize = header.bfOffBits + stride * height;
-    std::ofstream file(std::filesystem::path(path), std::ios::binary);
-    file.write(reinterpret_cast<const char*>(&header), sizeof(header));
-    file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof(info.bmiHeader));
-    file.write(static_cast<const char*>(bits), stride * height);
-    DeleteObject(picture);
-    DeleteDC(memory);
-    ReleaseDC(window, source);
-    return file.good();
+    return Picture::OfWindow(window).Save(path);
 }
 
 RECT ControlRect(HWND dialog, int id) {
