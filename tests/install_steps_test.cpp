@@ -52,22 +52,6 @@ public:
     std::chrono::milliseconds total{0};
 };
 
-std::vector<std::wstring> PendingRenames() {
-    std::vector<wchar_t> buffer(65536);
-    DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
-    std::vector<std::wstring> entries;
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
-                     L"PendingFileRenameOperations", RRF_RT_REG_MULTI_SZ, nullptr, buffer.data(),
-                     &size) != ERROR_SUCCESS) {
-        return entries;
-    }
-    const wchar_t* end = buffer.data() + size / sizeof(wchar_t);
-    for (const wchar_t* p = buffer.data(); p < end; p += wcslen(p) + 1) {
-        entries.emplace_back(p);  // source and (empty) target alternate
-    }
-    return entries;
-}
-
 TEST(FileDeployment, CopiesTreesWithoutExcludedNames) {
     TempFolder source;
     TempFolder target;
@@ -177,11 +161,7 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
     EXPECT_TRUE(std::regex_match(test_support::Narrow(renamed),
                                  std::regex(R"(Agent(\.[a-z]{6}\.delete)?)")));
     // Content before folder, depth first.
-    const std::vector<std::wstring> entries = PendingRenames();
-    std::vector<std::wstring> sources;
-    for (size_t i = 0; i + 1 < entries.size(); i += 2) {  // source, then an empty target
-        sources.push_back(entries[i]);
-    }
+    const std::vector<std::wstring> sources = test_support::PendingRenameSources();
     const std::wstring base = L"\\??\\" + (parent / renamed);
     EXPECT_EQ(sources, (std::vector<std::wstring>{base + L"\\logs\\agent.log", base + L"\\logs",
                                                   base}));

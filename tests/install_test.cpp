@@ -45,25 +45,6 @@ DWORD ReadNumber(const std::wstring& key, const wchar_t* name) {
     return value;
 }
 
-std::vector<std::wstring> ValueNames(const std::wstring& key) {
-    std::vector<std::wstring> names;
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) {
-        return names;
-    }
-    wchar_t name[256];
-    for (DWORD index = 0;; ++index) {
-        DWORD length = 256;
-        if (RegEnumValueW(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        names.emplace_back(name);
-    }
-    RegCloseKey(opened);
-    return names;
-}
-
 // Every file below root by relative path with its content, and with foldersToo every
 // folder. The runtime's log folder is left out: it grows with every run and explains the
 // failure.
@@ -335,19 +316,8 @@ TEST_F(Installation, FirstInstallationThenUpgrade) {
     EXPECT_EQ(mode, service_sys::kAutoStart);
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
 
-    // Wine lists values by name, not in the order they were written: compare the sets.
-    std::vector<std::wstring> names = ValueNames(kUninstallKey);
-    std::vector<std::wstring> expected = {L"DisplayName",    L"UninstallString", L"Publisher",
-                                          L"DisplayIcon",    L"DisplayVersion",  L"HelpLink",
-                                          L"NoModify",       L"NoRepair",        L"VersionMajor",
-                                          L"VersionMinor",   L"Version",         L"InstallLocation"};
-    std::sort(names.begin(), names.end());
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(names, expected);
     EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString"),
               L"\"" + kProgramFolder + L"\\setup.exe\" /u -lid \"11\"");
-    EXPECT_EQ(ReadNumber(kUninstallKey, L"NoModify"), 1u);
-    EXPECT_EQ(ReadNumber(kUninstallKey, L"NoRepair"), 1u);
     EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, kUninstallKey, L"InstallLocation"), kProgramFolder);
 
     const std::string config = ReadFileBytes(kDataFolder + L"\\agentconfig.conf");

@@ -161,17 +161,7 @@ TEST_F(Uninstallation, LockedProgramFolderIsRemovedAtRestart) {
     }
     EXPECT_TRUE(FileExists(registered + L"\\agent.lock"));
 
-    std::vector<wchar_t> buffer(65536);
-    DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
-    ASSERT_EQ(RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(),
-                           L"PendingFileRenameOperations", RRF_RT_REG_MULTI_SZ, nullptr,
-                           buffer.data(), &size),
-              ERROR_SUCCESS);
-    std::vector<std::wstring> sources;
-    const wchar_t* end = buffer.data() + size / sizeof(wchar_t);
-    for (const wchar_t* p = buffer.data(); p < end && *p != L'\0'; p += wcslen(p) + 2) {
-        sources.emplace_back(p);
-    }
+    const std::vector<std::wstring> sources = test_support::PendingRenameSources();
     const std::wstring folder = L"\\??\\" + registered;
     ASSERT_FALSE(sources.empty());
     EXPECT_EQ(sources.back(), folder) << "the folder after its content";

@@ -83,6 +83,23 @@ bool FileExists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+std::vector<std::wstring> PendingRenameSources() {
+    std::vector<wchar_t> buffer(65536);
+    DWORD size = static_cast<DWORD>(buffer.size() * sizeof(wchar_t));
+    std::vector<std::wstring> sources;
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
+                     L"PendingFileRenameOperations", RRF_RT_REG_MULTI_SZ, nullptr, buffer.data(),
+                     &size) != ERROR_SUCCESS) {
+        return sources;
+    }
+    const wchar_t* end = buffer.data() + size / sizeof(wchar_t);
+    for (const wchar_t* p = buffer.data(); p < end && *p != L'\0'; p += wcslen(p) + 1) {
+        sources.emplace_back(p);
+        p += wcslen(p) + 1;  // its target, empty for a deletion
+    }
+    return sources;
+}
+
 std::string Narrow(const std::wstring& text) {
     int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
                                      nullptr, 0, nullptr, nullptr);

@@ -39,6 +39,9 @@ std::string ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 std::string Narrow(const std::wstring& text);
 
+// The sources of the machine's delete-at-restart entries, in their order.
+std::vector<std::wstring> PendingRenameSources();
+
 // Wine lists no logged-on session. While this lives, the session enumeration that reports
 // the caller's session active (session_active\wtsapi32.dll) is the system folder's
 // wtsapi32.dll, where setup.exe takes it from, and Wine prefers it for setup.exe.
