@@ -31,12 +31,13 @@ std::wstring DataFolder(const CAgentBranding& brand) {
     return file_sys::GetCommonAppDataFolder() + L"\\" + brand.programSubfolder;
 }
 
-std::vector<std::wstring> DataFolderTree(const std::wstring& dataFolder) {
-    std::vector<std::wstring> folders = {dataFolder};
-    for (const wchar_t* subfolder : {L"setup", L"temp", L"log", L"database", L"dump"}) {
-        folders.push_back(dataFolder + L"\\" + subfolder);
-    }
-    return folders;
+std::vector<DataTreeFolder> DataFolderTree(const std::wstring& dataFolder) {
+    return {{dataFolder, kDataFolderAccess, false},
+            {dataFolder + L"\\setup", kDataFolderAccess, true},
+            {dataFolder + L"\\temp", kDataFolderAccess, true},
+            {dataFolder + L"\\log", kLogFolderAccess, false},
+            {dataFolder + L"\\database", kDataFolderAccess, false},
+            {dataFolder + L"\\dump", kDataFolderAccess, false}};
 }
 
 }  // namespace agent_folders

@@ -23,14 +23,22 @@ Status CompanyFolder(const CAgentBranding& brand, bool x86, std::wstring& folder
 // The agent's data folder: common application data joined with the brand's agent folder.
 std::wstring DataFolder(const CAgentBranding& brand);
 
-// The list of the data folder and its subfolders: SYSTEM and Administrators do anything,
-// Users read and run. ProgramData lets every user create files and folders below it; the
-// protection keeps that out. Administrators own the folders, so that a user who made one
-// before the installation does not keep the owner's right to change its list.
-inline constexpr wchar_t kDataFolderAccess[] =
+// The lists of the agent's data tree, protected from what ProgramData passes down (every
+// user may create folders there), owned by Administrators so that a user who made a folder
+// first keeps no owner's right to change it. SYSTEM and Administrators do anything. The
+// tree holds the invite token, the proxy password's envelope and the uninstall policy, so
+// users read nothing but the log folder, whose lines hold no secret.
+inline constexpr wchar_t kDataFolderAccess[] = L"O:BAD:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
+inline constexpr wchar_t kLogFolderAccess[] =
     L"O:BAD:PAI(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)";
 
+struct DataTreeFolder {
+    std::wstring path;
+    const wchar_t* access;
+    bool emptied;  // holds nothing a run did not put there itself
+};
+
 // The data folder, then the subfolders that setup and the runtime keep their files in.
-std::vector<std::wstring> DataFolderTree(const std::wstring& dataFolder);
+std::vector<DataTreeFolder> DataFolderTree(const std::wstring& dataFolder);
 
 }  // namespace agent_folders

@@ -121,24 +121,45 @@ Status ReadWholeFile(const std::wstring& path, std::string& bytes) {
     return kStatusNotFound;
 }
 
-Status WriteWholeFile(const std::wstring& path, const std::string& bytes) {
-    UniqueFileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) {
-        return kStatusFileWriteFailed;
-    }
+namespace {
+
+Status WriteAll(HANDLE file, const std::string& bytes) {
     size_t done = 0;
     while (done < bytes.size()) {
         const DWORD wanted = static_cast<DWORD>(std::min<size_t>(bytes.size() - done, 1u << 20));
         DWORD written = 0;
-        if (!WriteFile(file.Get(), bytes.data() + done, wanted, &written, nullptr) ||
-            written == 0) {
+        if (!WriteFile(file, bytes.data() + done, wanted, &written, nullptr) || written == 0) {
             return kStatusFileWriteFailed;
         }
         done += written;
     }
-    return kStatusOk;
+    return FlushFileBuffers(file) ? kStatusOk : kStatusFileWriteFailed;
+}
+
+}  // namespace
+
+// A new file beside the old one, flushed, then moved over it with write-through: a power cut
+// leaves the old content or the new, never half a file, and a file someone placed there
+// first, with an access list of their own, is replaced rather than written into.
+Status WriteWholeFile(const std::wstring& path, const std::string& bytes) {
+    const std::wstring fresh = path + L"." + std::to_wstring(GetCurrentProcessId()) + L".new";
+    DeleteFileW(fresh.c_str());  // a leftover of an interrupted run; CREATE_NEW tells
+    Status status = kStatusFileWriteFailed;
+    {
+        UniqueFileHandle file(CreateFileW(fresh.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (file) {
+            status = WriteAll(file.Get(), bytes);
+        }
+    }
+    if (!Failed(status) && !MoveFileExW(fresh.c_str(), path.c_str(),
+                                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        status = kStatusFileWriteFailed;
+    }
+    if (Failed(status)) {
+        DeleteFileW(fresh.c_str());
+    }
+    return status;
 }
 
 std::wstring GetExecutablePath() {

@@ -29,7 +29,7 @@ std::wstring GetParentFolder(const std::wstring& path);
 // The whole content of a file. kStatusNotFound when it cannot be opened or read through.
 Status ReadWholeFile(const std::wstring& path, std::string& bytes);
 
-// Replaces a file's content with bytes, creating the file when it is missing.
+// Replaces a file with a new one holding bytes, durably and in one move (file_sys.cpp).
 Status WriteWholeFile(const std::wstring& path, const std::string& bytes);
 
 // The running executable's full path, as the system gives it.

@@ -33,19 +33,23 @@ Status ObjectOwner(HANDLE object, SE_OBJECT_TYPE type, std::wstring& owner) {
     return owner.empty() ? kStatusNotFound : kStatusOk;
 }
 
-std::wstring ProcessDefaultOwner() {
+std::vector<std::wstring> ProcessOwners() {
+    std::vector<std::wstring> owners;
     HANDLE token = nullptr;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
-        return {};
+        return owners;
     }
     const UniqueKernelHandle owned(token);
-    DWORD size = 0;
-    GetTokenInformation(token, TokenOwner, nullptr, 0, &size);  // asks for the size
-    std::vector<BYTE> buffer(size);
-    if (size == 0 || !GetTokenInformation(token, TokenOwner, buffer.data(), size, &size)) {
-        return {};
+    for (const TOKEN_INFORMATION_CLASS kind : {TokenUser, TokenOwner}) {
+        DWORD size = 0;
+        GetTokenInformation(token, kind, nullptr, 0, &size);  // asks for the size
+        std::vector<BYTE> buffer(size);
+        if (size != 0 && GetTokenInformation(token, kind, buffer.data(), size, &size)) {
+            // Both structures start with the SID's pointer.
+            owners.push_back(SidText(*reinterpret_cast<PSID*>(buffer.data())));
+        }
     }
-    return SidText(reinterpret_cast<TOKEN_OWNER*>(buffer.data())->Owner);
+    return owners;
 }
 
 bool HasAdministrativeOwner(HANDLE object, SE_OBJECT_TYPE type) {
@@ -56,7 +60,7 @@ bool HasAdministrativeOwner(HANDLE object, SE_OBJECT_TYPE type) {
         // and there the object is taken as it always was.
         return true;
     }
-    return owner_rule::IsAdministrativeOwner(owner, ProcessDefaultOwner());
+    return owner_rule::IsAdministrativeOwner(owner, ProcessOwners());
 }
 
 }  // namespace owner_sys

@@ -128,6 +128,40 @@ Status SecureFolder(const std::wstring& path, const wchar_t* sddl, DWORD* lastEr
     return error == ERROR_SUCCESS ? kStatusOk : Fail(kStatusFolderNotSecured, error, lastError);
 }
 
+Status CreateSecuredFolder(const std::wstring& path, const wchar_t* sddl, DWORD* lastError) {
+    UniqueSecurityDescriptor descriptor;
+    if (Failed(DescriptorFromSddl(sddl, descriptor))) {
+        return Fail(kStatusConversionFailed, GetLastError(), lastError);
+    }
+    UniqueFileHandle heldParent;
+    const Status status = HoldPlainFolder(file_sys::GetParentFolder(path), heldParent, lastError);
+    if (Failed(status)) {
+        return status;
+    }
+    SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+    return CreateDirectoryW(path.c_str(), &attributes)
+               ? kStatusOk
+               : Fail(kStatusFolderNotSecured, GetLastError(), lastError);
+}
+
+bool ApplyListThrough(HANDLE entry, const wchar_t* sddl) {
+    UniqueSecurityDescriptor descriptor;
+    PACL list = nullptr;
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    return !Failed(DescriptorFromSddl(sddl, descriptor)) &&
+           GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted) && present &&
+           SetSecurityInfo(entry, SE_FILE_OBJECT,
+                           DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+                           nullptr, nullptr, list, nullptr) == ERROR_SUCCESS;
+}
+
+void EnableAdministratorPrivileges() {
+    for (const wchar_t* name : {SE_BACKUP_NAME, SE_RESTORE_NAME, SE_TAKE_OWNERSHIP_NAME}) {
+        EnablePrivilege(name);
+    }
+}
+
 Status ReadFolderSecurity(const std::wstring& path, std::wstring& sddl) {
     UniqueSecurityDescriptor descriptor;
     if (GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, kOwnerAndList, nullptr, nullptr,

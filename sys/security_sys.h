@@ -24,6 +24,20 @@ Status DescriptorFromSddl(const wchar_t* sddl, UniqueSecurityDescriptor& descrip
 // cannot be opened or the list cannot be applied. lastError receives the system's error.
 Status SecureFolder(const std::wstring& path, const wchar_t* sddl, DWORD* lastError = nullptr);
 
+// Creates a folder with the owner and list of sddl given at its creation, never secured
+// afterwards: a folder made first by someone else is not taken over. kStatusFolderNotSecured
+// when it exists (lastError ERROR_ALREADY_EXISTS) or cannot be made; its parent is held and
+// must be a plain folder.
+Status CreateSecuredFolder(const std::wstring& path, const wchar_t* sddl,
+                           DWORD* lastError = nullptr);
+
+// Gives an entry open with WRITE_DAC the protected list of sddl through its handle.
+bool ApplyListThrough(HANDLE entry, const wchar_t* sddl);
+
+// Lets this process open and change entries whatever their lists say, as an administrator
+// may: backup, restore and ownership privileges on.
+void EnableAdministratorPrivileges();
+
 // A folder's owner and access list as SDDL.
 Status ReadFolderSecurity(const std::wstring& path, std::wstring& sddl);
 

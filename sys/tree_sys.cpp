@@ -13,6 +13,9 @@ namespace {
 constexpr NTSTATUS kNotADirectory = static_cast<NTSTATUS>(0xC0000103);
 constexpr ACCESS_MASK kEntryAccess =
     DELETE | SYNCHRONIZE | FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
+// Enough to judge an entry and give it a list; it never conflicts with how others share a
+// file they hold open.
+constexpr ACCESS_MASK kSortAccess = SYNCHRONIZE | FILE_READ_ATTRIBUTES | READ_CONTROL | WRITE_DAC;
 constexpr ULONG kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr ULONG kOpenOptions =
     FILE_OPEN_REPARSE_POINT | FILE_OPEN_FOR_BACKUP_INTENT | FILE_SYNCHRONOUS_IO_NONALERT;
@@ -33,12 +36,13 @@ UniqueFileHandle OpenRelative(HANDLE parent, const std::wstring& name, ACCESS_MA
 // A child of the folder: as a folder that can be listed if it is one, otherwise (a file, or
 // a link to a file) with only what deleting it needs, so that a file open without read
 // sharing can still go.
-UniqueFileHandle OpenChild(HANDLE folder, const std::wstring& name) {
+UniqueFileHandle OpenChild(HANDLE folder, const std::wstring& name,
+                           ACCESS_MASK access = kEntryAccess) {
     NTSTATUS status = 0;
-    UniqueFileHandle child = OpenRelative(folder, name, kEntryAccess | FILE_LIST_DIRECTORY,
+    UniqueFileHandle child = OpenRelative(folder, name, access | FILE_LIST_DIRECTORY,
                                           FILE_DIRECTORY_FILE, status);
     if (!child && status == kNotADirectory) {
-        child = OpenRelative(folder, name, kEntryAccess, FILE_NON_DIRECTORY_FILE, status);
+        child = OpenRelative(folder, name, access, FILE_NON_DIRECTORY_FILE, status);
     }
     return child;
 }
@@ -121,6 +125,29 @@ bool DeleteEntry(HANDLE entry) {
     return DeleteThrough(entry);
 }
 
+bool SortFolder(HANDLE folder, const std::wstring& path, const EntryTest& foreign,
+                const EntryAction& adopt) {
+    bool sorted = true;
+    for (const Child& listed : Children(folder)) {
+        const std::wstring childPath = path + L"\\" + listed.name;
+        const UniqueFileHandle child = OpenChild(folder, listed.name, kSortAccess);
+        EntryKind kind = EntryKind::kFile;
+        if (!child || !KindFromHandle(child.Get(), kind)) {
+            sorted = false;
+        } else if (foreign(child.Get(), childPath)) {
+            // Opened again for deleting, relative to the same folder and following no link.
+            const UniqueFileHandle doomed = OpenChild(folder, listed.name);
+            sorted = doomed && DeleteEntry(doomed.Get()) && sorted;
+        } else {
+            adopt(child.Get());
+            if (kind == EntryKind::kFolder) {
+                sorted = SortFolder(child.Get(), childPath, foreign, adopt) && sorted;
+            }
+        }
+    }
+    return sorted;
+}
+
 Status Register(const std::wstring& path) {
     return MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)
                ? kStatusOk
@@ -180,6 +207,13 @@ Status RegisterTreeForRestart(const std::wstring& path) {
         return kStatusOk;  // never followed at the restart either: it is left
     }
     return kind == EntryKind::kFolder ? RegisterFolder(top.Get(), path) : Register(path);
+}
+
+bool SortTree(const std::wstring& path, const EntryTest& foreign, const EntryAction& adopt) {
+    const UniqueFileHandle top = OpenTop(path);
+    EntryKind kind = EntryKind::kFile;
+    return top && KindFromHandle(top.Get(), kind) && kind == EntryKind::kFolder &&
+           SortFolder(top.Get(), path, foreign, adopt);
 }
 
 bool RenameEntry(const std::wstring& path, const std::wstring& newPath) {

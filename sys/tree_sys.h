@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 
 #include "sys/status.h"
@@ -25,6 +26,13 @@ bool DeleteTree(const std::wstring& path);
 // Registers what is left of the tree at path for deletion at the next restart, each
 // folder's content before the folder.
 Status RegisterTreeForRestart(const std::wstring& path);
+
+// Walks what lies below the folder at path, never into a link. An entry that foreign()
+// judges not ours is deleted with everything below it; every other one is handed to adopt()
+// and, a folder, walked. False when an entry could not be opened, read or deleted.
+using EntryTest = std::function<bool(HANDLE entry, const std::wstring& path)>;
+using EntryAction = std::function<void(HANDLE entry)>;
+bool SortTree(const std::wstring& path, const EntryTest& foreign, const EntryAction& adopt);
 
 // Renames the entry at path to newPath (a full path in the same volume) through its handle.
 bool RenameEntry(const std::wstring& path, const std::wstring& newPath);

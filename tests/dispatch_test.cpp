@@ -15,6 +15,7 @@
 namespace {
 
 using test_support::CopyBuiltProgram;
+using test_support::Narrow;
 using test_support::RunAndWait;
 
 // Each case runs a fresh copy of the shipped setup.exe in a folder of its own, as real
@@ -98,14 +99,14 @@ TEST_F(Dispatch, OneSetupPerSession) {
     EXPECT_EQ(RunSetupExe(L"/u -sil 1"), kExitAgentNotRunning);
 }
 
-TEST(SingleInstance, OnlyAnAdministratorsMutexIsAnotherSetup) {
-    const std::wstring self = L"S-1-5-21-1-2-3-1001";
-    EXPECT_TRUE(owner_rule::IsAdministrativeOwner(L"S-1-5-18", self));
-    EXPECT_TRUE(owner_rule::IsAdministrativeOwner(L"S-1-5-32-544", self));
-    EXPECT_TRUE(owner_rule::IsAdministrativeOwner(self, self)) << "this elevated process's own";
-    EXPECT_FALSE(owner_rule::IsAdministrativeOwner(L"S-1-5-21-1-2-3-1002", self));
-    EXPECT_FALSE(owner_rule::IsAdministrativeOwner(L"S-1-5-32-545", self)) << "Users";
-    EXPECT_FALSE(owner_rule::IsAdministrativeOwner(L"", L""));
+TEST(OwnerRule, OnlyAdministratorsAndThisSetupsOwnAccountsMadeIt) {
+    const std::vector<std::wstring> own = {L"S-1-5-21-1-2-3-1001", L"S-1-5-32-544"};
+    for (const wchar_t* owner : {L"S-1-5-18", L"S-1-5-32-544", L"S-1-5-21-1-2-3-1001"}) {
+        EXPECT_TRUE(owner_rule::IsAdministrativeOwner(owner, own)) << Narrow(owner);
+    }
+    for (const wchar_t* owner : {L"S-1-5-21-1-2-3-1002", L"S-1-5-32-545", L""}) {
+        EXPECT_FALSE(owner_rule::IsAdministrativeOwner(owner, own)) << Narrow(owner);
+    }
 }
 
 // Wine enumerates no sessions, so every run there is silent. With a session enumeration

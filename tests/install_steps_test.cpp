@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "setup/install/agent_installer.h"
+#include "setup/install/data_tree.h"
 #include "setup/runtime/payload.h"
 #include "setup/setup_settings.h"
 #include "setup/runtime/runtime_settings.h"
@@ -18,6 +19,7 @@
 
 namespace {
 
+using test_support::Narrow;
 using test_support::ReadFileBytes;
 using test_support::TempFolder;
 
@@ -165,6 +167,42 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
     const std::wstring base = L"\\??\\" + (parent / renamed);
     EXPECT_EQ(sources, (std::vector<std::wstring>{base + L"\\logs\\agent.log", base + L"\\logs",
                                                   base}));
+}
+
+// A data tree planted before the installation. Who made an entry is decided through the
+// seam: every entry on this system has its one user as owner.
+TEST(DataTree, WhatNoAdministratorMadeGoes) {
+    TempFolder root;
+    const std::wstring data = root / L"Company\\Business Agent";
+    for (const wchar_t* folder : {L"\\setup", L"\\temp\\old", L"\\database", L"\\dump"}) {
+        std::filesystem::create_directories(data + folder);
+    }
+    Write(data + L"\\setup\\agentconfig.conf", "planted");
+    Write(data + L"\\temp\\old\\x.tmp", "left");
+    Write(data + L"\\database\\agent.db", "ours");
+    Write(data + L"\\planted.dll", "planted");
+    Write(data + L"\\dump\\crash.dmp", "planted");
+    const auto ours = [](HANDLE, const std::wstring& path) {
+        return path.find(L"planted") == std::wstring::npos && !path.ends_with(L"\\dump");
+    };
+    CLogging log(kInstallerLogFile, kInstallerComponent);
+    ASSERT_EQ(data_tree::SecureDataTree(data, log, ours), kStatusOk);
+    EXPECT_EQ(ReadFileBytes(data + L"\\database\\agent.db"), "ours");
+    for (const wchar_t* gone : {L"\\setup\\agentconfig.conf", L"\\temp\\old", L"\\planted.dll",
+                                L"\\dump\\crash.dmp"}) {
+        EXPECT_FALSE(test_support::FileExists(data + gone)) << Narrow(gone);
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(data + L"\\dump")) << "made anew";
+    EXPECT_TRUE(std::filesystem::is_directory(data + L"\\log"));
+
+    // A company folder someone else made, holding more than the agent's folder, stays theirs:
+    // the installation stops before it changes anything.
+    Write(root / L"Company\\other.txt", "theirs");
+    const auto companyNotOurs = [](HANDLE, const std::wstring& path) {
+        return !path.ends_with(L"\\Company");
+    };
+    EXPECT_EQ(data_tree::SecureDataTree(data, log, companyNotOurs), kStatusFolderNotSecured);
+    EXPECT_EQ(ReadFileBytes(data + L"\\database\\agent.db"), "ours");
 }
 
 // A link to an outside folder, in a tree that is copied and then deleted: the copy skips it,

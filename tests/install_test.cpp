@@ -131,30 +131,25 @@ bool SameSid(PSID sid, WELL_KNOWN_SID_TYPE type) {
 }
 
 // The data folders' list as an administrator would judge it: protected, owned by
-// Administrators, SYSTEM and Administrators in full control, Users reading and running
-// and nothing more, every entry reaching subfolders and files, nobody else named.
-void ExpectDataFolderList(const std::wstring& sddl) {
+// Administrators, SYSTEM and Administrators in full control, every entry reaching subfolders
+// and files, and Users, where they may read at all, reading and running and nothing more.
+void ExpectDataFolderList(const std::wstring& sddl, bool usersRead) {
     SCOPED_TRACE(Narrow(sddl));
     UniqueSecurityDescriptor descriptor;
     ASSERT_EQ(security_sys::DescriptorFromSddl(sddl.c_str(), descriptor), kStatusOk);
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
-    ASSERT_TRUE(GetSecurityDescriptorControl(descriptor.Get(), &control, &revision));
-    EXPECT_TRUE(control & SE_DACL_PROTECTED);
     PSID owner = nullptr;
-    BOOL defaulted = FALSE;
-    ASSERT_TRUE(GetSecurityDescriptorOwner(descriptor.Get(), &owner, &defaulted));
-    ASSERT_NE(owner, nullptr);
-    EXPECT_TRUE(SameSid(owner, WinBuiltinAdministratorsSid));
     PACL list = nullptr;
-    BOOL present = FALSE;
-    ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted));
-    ASSERT_TRUE(present && list != nullptr);
-    ASSERT_EQ(list->AceCount, 3);
-    int system = 0, administrators = 0, users = 0;
-    constexpr DWORD kWrites = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA |
-                              FILE_WRITE_ATTRIBUTES | FILE_DELETE_CHILD | DELETE | WRITE_DAC |
-                              WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+    BOOL present = FALSE, defaulted = FALSE;
+    ASSERT_TRUE(GetSecurityDescriptorControl(descriptor.Get(), &control, &revision) &&
+                GetSecurityDescriptorOwner(descriptor.Get(), &owner, &defaulted) &&
+                GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted) &&
+                owner != nullptr && list != nullptr);
+    EXPECT_TRUE(control & SE_DACL_PROTECTED);
+    EXPECT_TRUE(SameSid(owner, WinBuiltinAdministratorsSid));
+    constexpr DWORD kReadAndRun = FILE_GENERIC_READ | FILE_GENERIC_EXECUTE;
+    std::map<WELL_KNOWN_SID_TYPE, DWORD> masks;
     for (DWORD index = 0; index < list->AceCount; ++index) {
         ACE_HEADER* header = nullptr;
         ASSERT_TRUE(GetAce(list, index, reinterpret_cast<void**>(&header)));
@@ -163,24 +158,20 @@ void ExpectDataFolderList(const std::wstring& sddl) {
                   OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE);
         const auto* ace = reinterpret_cast<ACCESS_ALLOWED_ACE*>(header);
         PSID sid = const_cast<DWORD*>(&ace->SidStart);
-        if (SameSid(sid, WinLocalSystemSid)) {
-            ++system;
-            EXPECT_EQ(ace->Mask, static_cast<DWORD>(FILE_ALL_ACCESS));
-        } else if (SameSid(sid, WinBuiltinAdministratorsSid)) {
-            ++administrators;
-            EXPECT_EQ(ace->Mask, static_cast<DWORD>(FILE_ALL_ACCESS));
-        } else if (SameSid(sid, WinBuiltinUsersSid)) {
-            ++users;
-            EXPECT_EQ(ace->Mask & (FILE_GENERIC_READ | FILE_GENERIC_EXECUTE),
-                      static_cast<DWORD>(FILE_GENERIC_READ | FILE_GENERIC_EXECUTE));
-            EXPECT_EQ(ace->Mask & kWrites, 0u);
-        } else {
-            ADD_FAILURE() << "an entry for someone else, index " << index;
+        for (WELL_KNOWN_SID_TYPE known :
+             {WinLocalSystemSid, WinBuiltinAdministratorsSid, WinBuiltinUsersSid}) {
+            if (SameSid(sid, known)) {
+                masks[known] = ace->Mask;
+            }
         }
     }
-    EXPECT_EQ(system, 1);
-    EXPECT_EQ(administrators, 1);
-    EXPECT_EQ(users, 1);
+    std::map<WELL_KNOWN_SID_TYPE, DWORD> expected = {
+        {WinLocalSystemSid, FILE_ALL_ACCESS}, {WinBuiltinAdministratorsSid, FILE_ALL_ACCESS}};
+    if (usersRead) {
+        expected[WinBuiltinUsersSid] = kReadAndRun;
+    }
+    EXPECT_EQ(masks, expected);
+    EXPECT_EQ(list->AceCount, expected.size()) << "an entry for someone else";
 }
 
 // Whether this system keeps the list given to a folder, rather than answering one made up
@@ -196,8 +187,11 @@ bool KeepsFolderLists() {
     return sddl.find(L"D:P") != std::wstring::npos && sddl.find(L";BU)") != std::wstring::npos;
 }
 
-TEST(DataFolderAccess, TheListTheInstallationAppliesKeepsUsersToReading) {
-    ExpectDataFolderList(agent_folders::kDataFolderAccess);
+// The tree holds the token, the proxy password's envelope and the policy: users read the
+// log folder only.
+TEST(DataFolderAccess, UsersReadTheLogFolderAndNothingElse) {
+    ExpectDataFolderList(agent_folders::kDataFolderAccess, false);
+    ExpectDataFolderList(agent_folders::kLogFolderAccess, true);
 }
 
 // What the installation touches, as an administrator would compare it before and after a
@@ -495,10 +489,10 @@ TEST_F(Installation, DataFoldersGetTheirOwnListWhoeverMadeThem) {
         GTEST_SKIP() << "this system keeps no access list on a folder: it answers one made up "
                         "from the file's mode bits, whatever was set";
     }
-    for (const std::wstring& folder : agent_folders::DataFolderTree(kDataFolder)) {
+    for (const auto& folder : agent_folders::DataFolderTree(kDataFolder)) {
         std::wstring sddl;
-        ASSERT_EQ(security_sys::ReadFolderSecurity(folder, sddl), kStatusOk) << Narrow(folder);
-        ExpectDataFolderList(sddl);
+        ASSERT_EQ(security_sys::ReadFolderSecurity(folder.path, sddl), kStatusOk);
+        ExpectDataFolderList(sddl, folder.access == agent_folders::kLogFolderAccess);
     }
     std::wstring planted;
     ASSERT_EQ(security_sys::ReadFolderSecurity(kDataFolder + L"\\log\\planted.txt", planted),

@@ -13,6 +13,7 @@
 #include "setup/auth/auth.h"
 #include "setup/config/agent_config.h"
 #include "setup/install/agent_installer.h"
+#include "setup/install/data_tree.h"
 #include "setup/install/uninstall_entry.h"
 #include "setup/runtime/payload.h"
 #include "setup/runtime/runtime_settings.h"
@@ -82,33 +83,15 @@ protected:
     InstallRun& run_;
 };
 
-// The data folder and its subfolders get their own access list before anything is written
-// there: the runtime creates its log, temporary and database files below it as soon as it is
-// loaded. There is no log file before the runtime, so a failure here reaches the system's
-// debug output and the exit code. No undo: the list only takes rights away that nobody but
-// administrators should have had, and an older agent works with it as well.
+// The data tree is made safe before anything is written there: the runtime creates its log,
+// temporary and database files below it as soon as it is loaded (setup/install/data_tree.h).
+// There is no log file before the runtime, so a failure here reaches the system's debug
+// output and the exit code. No undo: what it removed was not the agent's, and the lists
+// only take rights away that nobody but administrators should have had.
 class SecureDataFolders final : public InstallStep {
 public:
     using InstallStep::InstallStep;
-    Status Do() override {
-        for (const std::wstring& folder : agent_folders::DataFolderTree(run_.dataFolder)) {
-            DWORD lastError = 0;
-            const Status status =
-                security_sys::SecureFolder(folder, agent_folders::kDataFolderAccess, &lastError);
-            if (status == kStatusNotFound && lastError == ERROR_SUCCESS) {
-                return run_.log.Check(status, kInstall,
-                                      L"refusing to secure " + folder +
-                                          L": it or its parent is a link or no folder");
-            }
-            if (Failed(status)) {
-                return run_.log.Check(status, kInstall,
-                                      L"failed to give the agent's folder its access list: " +
-                                          folder + L", GetLastError: " +
-                                          std::to_wstring(lastError));
-            }
-        }
-        return kStatusOk;
-    }
+    Status Do() override { return data_tree::SecureDataTree(run_.dataFolder, run_.log); }
 };
 
 // Runtime settings keys that did not exist before hold nothing but what this run wrote.
