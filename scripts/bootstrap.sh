@@ -73,6 +73,9 @@ if [ "$mode" != host ]; then
   # Japanese glyphs for measuring and drawing the ja-JP texts.
   [ -f /usr/share/fonts/opentype/ipafont-gothic/ipagp.ttf ] || need_pkgs+=(fonts-ipafont-gothic)
   [ -x /usr/bin/convert-im6.q16 ] || need_pkgs+=(imagemagick)
+  # Test signatures: a throwaway root and signer, and Authenticode signing on Linux.
+  have openssl || need_pkgs+=(openssl)
+  have osslsigncode || need_pkgs+=(osslsigncode)
 fi
 
 apt_updated=0

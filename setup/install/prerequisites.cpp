@@ -4,11 +4,13 @@
 #include <cstdio>
 
 #include "setup/install/agent_installer.h"
+#include "setup/install/download_trust.h"
 #include "sys/file_sys.h"
 #include "sys/text_sys.h"
 #include "sys/process_sys.h"
 #include "sys/scope_exit.h"
 #include "sys/service_sys.h"
+#include "sys/signature_sys.h"
 #include "sys/unique_handle.h"
 
 namespace {
@@ -79,6 +81,44 @@ Status AgentInstaller::DownloadInstallerWithErr(const std::wstring& url, std::ws
     return status;
 }
 
+// The runtime downloads where it keeps its temporary files; the installer runs only from the
+// run's own folder, which nobody but administrators can write, so that what was checked is
+// what runs.
+Status AgentInstaller::TakeIntoPackageFolder(const std::wstring& downloaded,
+                                             std::wstring& installer) {
+    std::string bytes;
+    const Status read = file_sys::ReadWholeFile(downloaded, bytes);
+    DeleteFileW(downloaded.c_str());
+    RemoveDirectoryW(file_sys::GetParentFolder(downloaded).c_str());  // the download's own
+    if (Failed(read) || packageFolder_.empty()) {
+        return Failed(read) ? read : kStatusPackageNotVerified;
+    }
+    installer = packageFolder_ + L"\\" + downloaded.substr(downloaded.find_last_of(L'\\') + 1) +
+                L".exe";
+    const Status written = file_sys::WriteWholeFile(installer, bytes);
+    if (Failed(written)) {
+        installer.clear();
+    }
+    return written;
+}
+
+Status AgentInstaller::CheckDownloadSignature(std::wstring& installer) {
+    constexpr char kFunction[] = "AgentInstaller::CheckDownloadSignature";
+    const signature_sys::Signature signature = signature_sys::Check(installer);
+    const std::wstring facts = L"signature check " + CLogging::FormatStatus(signature.trust) + L", signer \"" +
+                               signature.signer + L"\", expected \"" +
+                               environment_.netInstallerPublisher + L"\"";
+    if (IsTrustedDownload(signature.trust, signature.signer,
+                          environment_.netInstallerPublisher)) {
+        log_.Info(kFunction, L"the .NET Framework installer is signed as expected: " + facts);
+        return kStatusOk;
+    }
+    DeleteFileW(installer.c_str());
+    installer.clear();
+    return log_.Check(kStatusDownloadNotTrusted, kFunction,
+                      L"the downloaded .NET Framework installer is refused and deleted: " + facts);
+}
+
 Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
     constexpr char kFunction[] = "AgentInstaller::InstallMissingNetFrameworkInstaller";
     log_.Info(kFunction, L"Downloading .NET Framework 4.8");
@@ -88,16 +128,21 @@ Status AgentInstaller::InstallMissingNetFrameworkInstaller() {
     if (Failed(status)) {
         return status;
     }
-    const std::wstring installer = downloaded + L".exe";
-    if (_wrename(downloaded.c_str(), installer.c_str()) != 0) {
-        return kStatusRenameFailed;
-    }
-    // Whatever happens next, the installer and its folder go again.
+    std::wstring installer;
+    status = TakeIntoPackageFolder(downloaded, installer);
+    // Whatever happens next, the installer goes again.
     const ScopeExit cleanup([&installer] {
-        // Best effort: a leftover in the runtime's temporary folder harms nothing.
-        _wremove(installer.c_str());
-        RemoveDirectoryW(file_sys::GetParentFolder(installer).c_str());
+        if (!installer.empty()) {
+            DeleteFileW(installer.c_str());  // else it goes with the run's folder
+        }
     });
+    if (Failed(status)) {
+        return log_.Check(status, kFunction, L"could not move the download into the run's folder");
+    }
+    status = CheckDownloadSignature(installer);
+    if (Failed(status)) {
+        return status;
+    }
 
     log_.Info(kFunction, L"Launching .NET Framework installer: " + installer + L" " +
                             kNetInstallerArguments);
