@@ -10,6 +10,7 @@
 #include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/install/agent_installer.h"
+#include "setup/install/package_check.h"
 #include "setup/language.h"
 #include "setup/logging.h"
 #include "setup/setup_settings.h"
@@ -181,6 +182,7 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail,
 
 DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail,
                const InstallerEnvironment& environment) {
+    package_check::HoldOwnProgram();
     try {
         return Dispatch(instance, commandTail, environment);
     } catch (const UnknownBrandError&) {

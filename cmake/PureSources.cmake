@@ -15,6 +15,8 @@ set(HOLLIN_PURE_SETUP
     setup/config/agent_config_document.cpp
     setup/config/certificate.cpp
     setup/config/proxy_envelope.cpp
+    setup/install/download_trust.cpp
+    setup/install/package_manifest.cpp
     setup/uninstall/farewell_arguments.cpp
     setup/uninstall/policy_database.cpp)
 # Their tests, run by both builds, and what those tests need besides them.

@@ -85,3 +85,6 @@
 #define IDS_FINISH 352
 #define IDS_INSTALLING_NET_FRAMEWORK 353
 #define IDS_COMPLETED_RESTART_REQUIRED 354
+
+// The package manifest the release step puts into setup.exe (RCDATA).
+#define IDR_PACKAGE_MANIFEST 400

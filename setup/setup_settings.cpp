@@ -7,6 +7,7 @@
 
 #include "setup/agent_folders.h"
 #include "setup/config/certificate.h"
+#include "setup/install/package_check.h"
 #include "sys/process_sys.h"
 #include "sys/unique_handle.h"
 
@@ -33,13 +34,20 @@ public:
             _wremove(target.c_str()) != 0) {
             return false;
         }
-        return CopyFileW(source.c_str(), target.c_str(), FALSE) != FALSE;
+        if (!CopyFileW(source.c_str(), target.c_str(), FALSE)) {
+            return false;
+        }
+        package_check::NoteWrittenByThisRun(target);
+        return true;
     }
 
     void WriteCertificate(const std::wstring& body) override {
         // A missing "resources" folder is not the command line's fault; the install
         // sequence finds the certificate absent.
-        WriteOnPremiseCertificate(agent_folders::SetupFolder(), body);
+        if (WriteOnPremiseCertificate(agent_folders::SetupFolder(), body)) {
+            package_check::NoteWrittenByThisRun(
+                OnPremiseCertificatePath(agent_folders::SetupFolder()));
+        }
     }
 };
 

@@ -40,6 +40,10 @@ constexpr Status kStatusRebootRegistrationFailed = ToStatus(0x8000002E);
 constexpr Status kStatusRenameFailed = ToStatus(0x8000002F);
 // A folder could not be opened or given its access list.
 constexpr Status kStatusFolderNotSecured = ToStatus(0x80000045);
+// A file of the package is missing or not the one the manifest in setup.exe names.
+constexpr Status kStatusPackageNotVerified = ToStatus(0x80000046);
+// A downloaded installer is unsigned, its signature does not hold, or another signed it.
+constexpr Status kStatusDownloadNotTrusted = ToStatus(0x80000047);
 
 // 0x80000052 has four meanings, told apart by the operation that returns it:
 // the service could not be started, or is marked for deletion until the next restart;

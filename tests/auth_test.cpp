@@ -22,7 +22,7 @@ protected:
     void SetUp() override {
         port_ = agent_machine::BackendPort();
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        ASSERT_EQ(StartRuntime(loader_, SetupSettings(), host_.Get(), session_), kStatusOk);
+        ASSERT_EQ(StartRuntime(loader_, test_support::BinFolder(), SetupSettings(), host_.Get(), session_), kStatusOk);
         CObjectSmPtr<IRuntimeManagerConfiguration> configuration;
         ASSERT_EQ(session_.manager->GetConfiguration(configuration.Receive()), kStatusOk);
         configuration->SetText(L"runtime://directory/log", logs_.Path().c_str());

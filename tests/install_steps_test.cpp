@@ -37,7 +37,14 @@ struct InstallerLogHolder {
 class TestInstaller : private InstallerLogHolder, public AgentInstaller {
 public:
     explicit TestInstaller(InstallerEnvironment environment = {})
-        : AgentInstaller(GetSetupSettings(), GetBranding(), log, std::move(environment)) {}
+        : AgentInstaller(GetSetupSettings(), GetBranding(), log, WithManifest(environment)) {}
+
+private:
+    // Installs from the folder this test program was built in.
+    static InstallerEnvironment WithManifest(InstallerEnvironment environment) {
+        environment.packageManifest = test_support::ManifestOf(test_support::BinFolder());
+        return environment;
+    }
 };
 
 // Counts the pauses of polling loops instead of waiting them out.
@@ -284,25 +291,41 @@ protected:
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
         files_ = agent_machine::BackendFolder() + L"\\files";
         std::filesystem::create_directories(files_);
-        ASSERT_EQ(StartRuntime(loader_, SetupSettings(), host_.Get(), session_), kStatusOk);
+        ASSERT_EQ(StartRuntime(loader_, test_support::BinFolder(), SetupSettings(), host_.Get(), session_), kStatusOk);
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
     }
     void TearDown() override { RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey); }
 
-    Status RunStub(const std::wstring& behaviour) {
+    // The stand-in as signed by the expected publisher, unless another copy is named.
+    Status RunStub(const std::wstring& behaviour,
+                   const wchar_t* stub = L"net_installer_stub_signed.exe") {
         const std::wstring name = behaviour + L"-ndp48-x86-x64-allos-enu";
-        test_support::CopyBuiltProgram(L"net_installer_stub.exe", files_, name);
+        test_support::CopyBuiltProgram(stub, files_, name);
         InstallerEnvironment environment;
         environment.netInstallerUrl =
             L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) + L"/files/" + name;
+        environment.netInstallerPublisher = L"Hollin Test Publisher";
         TestInstaller installer(environment);
         installer.UseRuntime(session_.runtime.Get());
+        // The installer removes its run's folder when it goes.
+        const std::wstring runFolder = package_ / std::to_wstring(++runs_);
+        std::filesystem::create_directories(runFolder);
+        installer.UsePackage(runFolder);
         return installer.InstallMissingNetFrameworkInstaller();
+    }
+    static std::wstring RecordedArguments() {
+        wchar_t temp[MAX_PATH] = {};
+        GetTempPathW(MAX_PATH, temp);
+        const std::string bytes = ReadFileBytes(std::wstring(temp) + L"net-installer-args.txt");
+        DeleteFileW((std::wstring(temp) + L"net-installer-args.txt").c_str());
+        return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
     }
 
     static constexpr wchar_t kKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
     std::string port_;
     std::wstring files_;
+    TempFolder package_;
+    int runs_ = 0;
     CLibraryLoader loader_;
     CObjectSmPtr<CRuntimeSettings> host_{new CRuntimeSettings()};
     RuntimeSession session_;
@@ -310,13 +333,9 @@ protected:
 
 TEST_F(NetFrameworkInstaller, TheRegistryDecidesExceptForARestart) {
     EXPECT_EQ(RunStub(L"set-exit0"), kStatusOk);
-    wchar_t temp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, temp);
-    const std::string arguments = ReadFileBytes(std::wstring(temp) + L"net-installer-args.txt");
-    EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(arguments.data()),
-                           arguments.size() / 2)
-                  .substr(arguments.size() / 2 - 13),
-              L"/q /norestart");
+    const std::wstring arguments = RecordedArguments();
+    ASSERT_GE(arguments.size(), 13u);
+    EXPECT_EQ(arguments.substr(arguments.size() - 13), L"/q /norestart");
 
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
     EXPECT_EQ(RunStub(L"set-exit1603"), kStatusOk);
@@ -332,6 +351,15 @@ TEST_F(NetFrameworkInstaller, TheRegistryDecidesExceptForARestart) {
     EXPECT_TRUE(Failed(installer.InstallMissingNetFrameworkInstaller()));
     TestInstaller withoutRuntime(nowhere);
     EXPECT_EQ(withoutRuntime.InstallMissingNetFrameworkInstaller(), kStatusDownloadUnavailable);
+}
+
+// A download runs only when its publisher signed it: an unsigned one or one signed by
+// anybody else is deleted and never started.
+TEST_F(NetFrameworkInstaller, OnlyTheExpectedPublishersSignatureRuns) {
+    RecordedArguments();  // none left from before
+    EXPECT_EQ(RunStub(L"set-exit0", L"net_installer_stub.exe"), kStatusDownloadNotTrusted);
+    EXPECT_EQ(RunStub(L"set-exit0", L"net_installer_stub_other.exe"), kStatusDownloadNotTrusted);
+    EXPECT_EQ(RecordedArguments(), L"") << "a refused installer ran";
 }
 
 // The scheduler's own service is stood in for by the test service.

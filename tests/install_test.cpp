@@ -432,7 +432,8 @@ TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
     CopyPackageWith(package.Path(), L"fault_install.exe");
     const std::wstring name = L"set-exit3010-ndp48-x86-x64-allos-enu";
     std::filesystem::create_directories(BackendFolder() + L"\\files");
-    test_support::CopyBuiltProgram(L"net_installer_stub.exe", BackendFolder() + L"\\files", name);
+    test_support::CopyBuiltProgram(L"net_installer_stub_signed.exe", BackendFolder() + L"\\files",
+                                   name);
     const wchar_t kNetKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kNetKey, L"Release");
     const std::wstring url = L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) +
@@ -454,14 +455,39 @@ TEST_F(Installation, LookalikesBesideSetupAreNotUsed) {
     EXPECT_EQ(planted.Used(), std::vector<std::string>{});
 }
 
-TEST_F(Installation, RolledBackWhenTheServiceCannotStart) {
+// setup.exe checks the package against the manifest it carries before anything changes:
+// a changed library, a missing executable.
+TEST_F(Installation, AChangedOrMissingFileOfThePackageChangesNothing) {
     ASSERT_EQ(Install(L"accept"), 0u);
     const MachineState before = MachineState::Take();
-    // A package without the agent's executable registers a service that cannot start.
-    test_support::TempFolder broken;
-    CopyPackageWith(broken.Path(), L"..\\package\\setup.exe", false);
-    EXPECT_EQ(Install(L"accept", L"", broken.Path()), static_cast<DWORD>(0x80000052));
+    test_support::TempFolder changed;
+    CopyPackageWith(changed.Path(), L"..\\package\\setup.exe");
+    std::string runtime = ReadFileBytes(changed / L"runtime.dll");
+    runtime[runtime.size() / 2] ^= 1;
+    ASSERT_EQ(file_sys::WriteWholeFile(changed / L"runtime.dll", runtime), kStatusOk);
+    EXPECT_EQ(Install(L"accept", L"", changed.Path()), static_cast<DWORD>(kStatusPackageNotVerified));
     EXPECT_EQ(MachineState::Take(), before);
+
+    test_support::TempFolder missing;
+    CopyPackageWith(missing.Path(), L"..\\package\\setup.exe", false);
+    EXPECT_EQ(Install(L"accept", L"", missing.Path()), static_cast<DWORD>(kStatusPackageNotVerified));
+    EXPECT_EQ(MachineState::Take(), before);
+}
+
+// A library planted beside setup.exe in a download folder never reaches the agent.
+TEST_F(Installation, AFileBesideSetupThatIsNoPartOfThePackageIsNotDeployed) {
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"..\\package\\setup.exe");
+    ASSERT_EQ(file_sys::WriteWholeFile(package / L"evil.dll", "MZ planted"), kStatusOk);
+    ASSERT_EQ(Install(L"accept", L"", package.Path()), 0u);
+    std::error_code error;
+    for (const std::wstring& root : {kCompanyProgramFolder, kDataFolder}) {
+        for (auto it = std::filesystem::recursive_directory_iterator(root, error);
+             it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
+            EXPECT_NE(it->path().filename().wstring(), L"evil.dll") << Narrow(it->path().wstring());
+        }
+    }
+    EXPECT_TRUE(test_support::FileExists(kProgramFolder + L"\\setup.exe"));
 }
 
 // A folder someone made before, open to everyone, and one that is missing: both end with the

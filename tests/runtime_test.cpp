@@ -214,7 +214,7 @@ TEST(LibraryLoader, CachesByLowerCaseNameAndUnloadsWhenUnused) {
     ASSERT_NE(sqlite, nullptr) << "sqlite3.dll has no GetLockCount export";
 
     CObjectSmPtr<IRuntimeManager> manager;
-    ASSERT_EQ(LoadRuntimeManager(loader, manager), kStatusOk);
+    ASSERT_EQ(LoadRuntimeManager(loader, test_support::BinFolder(), manager), kStatusOk);
     loader.UnloadUnused();
     EXPECT_EQ(loader.GetLoaded(L"runtime"), runtime) << "a live manager keeps it loaded";
     manager.Reset();
@@ -229,7 +229,7 @@ TEST(LibraryLoader, NeverFreesALibraryUnderLiveObjects) {
     HMODULE runtime = nullptr;
     {
         CLibraryLoader loader;
-        ASSERT_EQ(LoadRuntimeManager(loader, manager), kStatusOk);
+        ASSERT_EQ(LoadRuntimeManager(loader, test_support::BinFolder(), manager), kStatusOk);
         runtime = loader.GetLoaded(L"runtime");
     }
     HMODULE stillThere = nullptr;

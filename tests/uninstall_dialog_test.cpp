@@ -8,6 +8,7 @@
 
 #include "resources/resource.h"
 #include "setup/setup_settings.h"
+#include "sys/scope_exit.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
 #include "tests/support/picture.h"
@@ -237,6 +238,10 @@ int CopiesInMemory(const std::wstring& scrambled) {
 // Short and long: a short text lives inside the string object, a long one on the heap.
 TEST_F(UninstallWindow, NoCopyOfThePasswordOutlivesTheAttempt) {
     ASSERT_TRUE(WritePasswordPolicy(kDataFolder, true, "secret"));
+    // The policy is read with the installed agent's own SQLite library.
+    std::filesystem::create_directories(kProgramFolder);
+    test_support::CopyBuiltProgram(L"sqlite3.dll", kProgramFolder);
+    const ScopeExit uninstalled([] { CleanMachine(); });
     for (const wchar_t* scrambled : {L"\x0b\x3c\x6d\x29", L"\x0b\x3c\x6d\x29\x31\x6b\x3f\x33\x68\x2e\x1b\x6e\x22"}) {
         std::wstring typed;
         for (const wchar_t* c = scrambled; *c != 0; ++c)

@@ -4,6 +4,7 @@
 #include "setup/install/install_settings.h"
 #include "setup/install/install_steps.h"
 #include "setup/step_runner.h"
+#include "setup/uninstall/deferred_deletion.h"
 
 AgentInstaller::AgentInstaller(const SetupSettings& settings, const CAgentBranding& brand,
                                CLogging& log, InstallerEnvironment environment)
@@ -11,17 +12,28 @@ AgentInstaller::AgentInstaller(const SetupSettings& settings, const CAgentBrandi
     if (environment_.netInstallerUrl.empty()) {
         environment_.netInstallerUrl = kNetInstallerUrl;
     }
+    if (environment_.netInstallerPublisher.empty()) {
+        environment_.netInstallerPublisher = kNetInstallerPublisher;
+    }
 }
 
 AgentInstaller::~AgentInstaller() {
-    // The logger and the runtime live in runtime.dll, which the loader frees last.
+    // The logger and the runtime live in runtime.dll, loaded from the run's package folder:
+    // both go before the folder does.
     log_.DetachLogger();
     session_.runtime.Reset();
     session_.manager.Reset();
+    loader_.UnloadUnused();
+    if (!packageFolder_.empty()) {
+        DeleteOrDeferFolder(packageFolder_);  // one still held goes at the restart
+    }
 }
 
 Status AgentInstaller::StartRuntime() {
-    return ::StartRuntime(loader_, settings_, host_.Get(), session_);
+    if (packageFolder_.empty()) {
+        return kStatusPackageNotVerified;  // nothing unverified is ever loaded
+    }
+    return ::StartRuntime(loader_, packageFolder_, settings_, host_.Get(), session_);
 }
 
 void AgentInstaller::UseRuntime(IRuntime* runtime) {

@@ -25,11 +25,15 @@ struct InstallerEnvironment {
     std::wstring schedulerProbe;  // empty: schtasks.exe of the system folder, "/query /fo TABLE"
     std::wstring schedulerService = L"Schedule";
     std::wstring netInstallerUrl;  // the build's .NET Framework 4.8 offline installer address
+    std::wstring netInstallerPublisher;  // who must have signed it; the build's by default
     std::wstring netDetectionKey = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
     std::wstring avWrapperService = L"ZelkoAvWrapper";
     DWORD schedulerProbeLimitMs = 30000;
     std::wstring systemInfoTool;  // empty: systeminfo.exe of the system folder
     DWORD systemInfoLimitMs = 30000;
+    // The package manifest; empty: the one this program carries. Tests that install from their
+    // own folder hand in one of that folder.
+    std::string packageManifest;
     // For tests only: called with a step's name before it is done, and with "undo-" and the
     // name before it is undone; a failing status makes that step fail. It may throw.
     Status (*faultAt)(const char* step) = nullptr;
@@ -60,7 +64,11 @@ public:
 
     Status StopServiceAndWait(const std::wstring& service);
 
-    // Loads runtime.dll beside this program and makes the runtime; Runtime() is null before.
+    // From now on the package's files come from folder, a verified copy (package_check.h).
+    void UsePackage(const std::wstring& folder) { packageFolder_ = folder; }
+    const std::wstring& PackageFolder() const { return packageFolder_; }
+    // Loads runtime.dll of the verified package and makes the runtime; Runtime() is null
+    // before.
     Status StartRuntime();
     IRuntime* Runtime() const { return session_.runtime.Get(); }
     // Works with a runtime loaded elsewhere instead of loading its own.
@@ -68,6 +76,8 @@ public:
 
 private:
     Status DownloadInstallerWithErr(const std::wstring& url, std::wstring& path);
+    Status TakeIntoPackageFolder(const std::wstring& downloaded, std::wstring& installer);
+    Status CheckDownloadSignature(std::wstring& installer);
 
     const SetupSettings& settings_;
     const CAgentBranding& brand_;
@@ -76,4 +86,5 @@ private:
     CLibraryLoader loader_;
     CObjectSmPtr<CRuntimeSettings> host_{new CRuntimeSettings()};
     RuntimeSession session_;
+    std::wstring packageFolder_;
 };

@@ -14,6 +14,7 @@
 #include "setup/config/agent_config.h"
 #include "setup/install/agent_installer.h"
 #include "setup/install/data_tree.h"
+#include "setup/install/package_check.h"
 #include "setup/install/uninstall_entry.h"
 #include "setup/runtime/payload.h"
 #include "setup/runtime/runtime_settings.h"
@@ -92,6 +93,23 @@ class SecureDataFolders final : public InstallStep {
 public:
     using InstallStep::InstallStep;
     Status Do() override { return data_tree::SecureDataTree(run_.dataFolder, run_.log); }
+};
+
+// Before anything is loaded or deployed: the package's files are checked against the
+// manifest and used only as verified copies (package_check.h). A failure here is before any
+// change, so there is nothing to undo; the copies go with the installer.
+class VerifyPackage final : public InstallStep {
+public:
+    using InstallStep::InstallStep;
+    Status Do() override {
+        const std::string& handed = run_.environment.packageManifest;
+        std::wstring folder;
+        const Status status = package_check::StageVerified(
+            run_.dataFolder + L"\\setup",
+            handed.empty() ? package_check::CarriedManifest() : handed, run_.log, folder);
+        run_.installer.UsePackage(folder);
+        return status;
+    }
 };
 
 // Runtime settings keys that did not exist before hold nothing but what this run wrote.
@@ -383,7 +401,7 @@ public:
     Status Do() override {
         run_.Report(Stage::kCopyingFiles);
         return run_.log.Check(
-            run_.installer.CopyAllFiles(agent_folders::SetupFolder(), run_.programFolder,
+            run_.installer.CopyAllFiles(run_.installer.PackageFolder(), run_.programFolder,
                                         {L"smbpol.db", L"events.db", L"setup2.exe"}),
             kInstall, L"CopyAllFiles failed");
     }
@@ -675,6 +693,7 @@ void InstallRun::Report(Stage stage) const {
 std::vector<SequenceStep> InstallSteps(InstallRun& run) {
     std::vector<SequenceStep> steps;
     steps.push_back(Make<SecureDataFolders>("secure-data-folders", run, kStepPlain));
+    steps.push_back(Make<VerifyPackage>("verify-package", run, kStepPlain));
     steps.push_back(Make<NoteNewRuntimeKeys>("note-runtime-keys", run, kStepPlain));
     steps.push_back(Make<CheckScheduler>("check-scheduler", run, kStepPlain));
     steps.push_back(Make<StopService>("stop-agent", run, kStepQuietFailure,

@@ -8,8 +8,9 @@
 #include "sys/scope_exit.h"
 #include "sys/text_sys.h"
 
-Status LoadRuntimeManager(ILibraryLoader& loader, CObjectSmPtr<IRuntimeManager>& manager) {
-    const std::wstring path = agent_folders::SetupFolder() + L"\\runtime.dll";
+Status LoadRuntimeManager(ILibraryLoader& loader, const std::wstring& folder,
+                          CObjectSmPtr<IRuntimeManager>& manager) {
+    const std::wstring path = folder + L"\\runtime.dll";
     HMODULE module = loader.Load(path);
     if (module == nullptr) {
         return kStatusNoRuntime;
@@ -117,9 +118,9 @@ Status ApplyProxySettings(ICommunicationConfiguration& configuration,
     return status;
 }
 
-Status StartRuntime(ILibraryLoader& loader, const SetupSettings& settings, IRuntimeHost* host,
-                    RuntimeSession& session) {
-    Status status = LoadRuntimeManager(loader, session.manager);
+Status StartRuntime(ILibraryLoader& loader, const std::wstring& folder,
+                    const SetupSettings& settings, IRuntimeHost* host, RuntimeSession& session) {
+    Status status = LoadRuntimeManager(loader, folder, session.manager);
     if (Failed(status)) {
         return status;
     }

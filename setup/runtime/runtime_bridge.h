@@ -16,7 +16,8 @@ struct RuntimeSession {
 };
 
 // Loads "runtime.dll" beside the running executable and asks it for its manager.
-Status LoadRuntimeManager(ILibraryLoader& loader, CObjectSmPtr<IRuntimeManager>& manager);
+Status LoadRuntimeManager(ILibraryLoader& loader, const std::wstring& folder,
+                          CObjectSmPtr<IRuntimeManager>& manager);
 
 // The agent's data folders that the runtime uses before the agent has run once.
 Status ApplyDirectoryDefaults(IRuntimeManagerConfiguration& configuration);
@@ -27,5 +28,6 @@ Status ApplyProxySettings(ICommunicationConfiguration& configuration,
 
 // Loads the runtime, gives it the directory defaults and the proxy settings, and creates
 // the runtime bound to host.
-Status StartRuntime(ILibraryLoader& loader, const SetupSettings& settings, IRuntimeHost* host,
+Status StartRuntime(ILibraryLoader& loader, const std::wstring& folder,
+                    const SetupSettings& settings, IRuntimeHost* host,
                     RuntimeSession& session);

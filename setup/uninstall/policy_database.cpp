@@ -1,13 +1,18 @@
 #include "setup/uninstall/policy_database.h"
 
 #include <exception>
+#include <memory>
 
 #include "db/table_mapper.h"
 
 namespace {
 
-Status ReadFlag(const std::wstring& databasePath, bool& requiresPassword) {
-    TableMapper mapper;
+Status ReadFlag(const std::wstring& databasePath, bool& requiresPassword,
+                const std::wstring& sqliteLibrary) {
+    const std::unique_ptr<TableMapper> owned = sqliteLibrary.empty()
+                                                   ? std::make_unique<TableMapper>()
+                                                   : std::make_unique<TableMapper>(sqliteLibrary);
+    TableMapper& mapper = *owned;
     if (mapper.Open(databasePath) != SQLITE_OK) {
         return kStatusDatabaseUnavailable;
     }
@@ -35,10 +40,11 @@ Status ReadFlag(const std::wstring& databasePath, bool& requiresPassword) {
 
 }  // namespace
 
-Status ReadPasswordFlag(const std::wstring& databasePath, bool& requiresPassword) {
+Status ReadPasswordFlag(const std::wstring& databasePath, bool& requiresPassword,
+                        const std::wstring& sqliteLibrary) {
     // A missing SQLite library or a table it cannot map means no policy could be read.
     try {
-        return ReadFlag(databasePath, requiresPassword);
+        return ReadFlag(databasePath, requiresPassword, sqliteLibrary);
     } catch (const std::exception&) {
         return kStatusDatabaseUnavailable;
     }

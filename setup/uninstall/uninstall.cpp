@@ -29,12 +29,6 @@ bool IsFolder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-bool IsInside(const std::wstring& path, const std::wstring& folder) {
-    const std::wstring lowered = text_sys::ToLowerText(path);
-    const std::wstring prefix = text_sys::ToLowerText(folder) + L"\\";
-    return lowered.compare(0, prefix.size(), prefix) == 0;
-}
-
 // What the steps of one removal share.
 struct UninstallRun {
     const SetupSettings& settings;
@@ -70,13 +64,18 @@ protected:
     UninstallRun& run_;
 };
 
-// The removal's lines go to the installer's log through the runtime beside this program.
-// Logging never stops the removal: without the runtime the lines are dropped.
+// The removal's lines go to the installer's log through the installed agent's runtime: its
+// program folder is written by administrators only, wherever setup.exe was started from.
+// Logging never stops the removal: without the runtime (nothing installed) the lines go to
+// the debug output.
 class AttachLog final : public UninstallStep {
 public:
     using UninstallStep::UninstallStep;
     Status Do() override {
-        if (!Failed(StartRuntime(run_.loader, run_.settings, run_.host.Get(), run_.session))) {
+        std::wstring programFolder;
+        if (!Failed(agent_folders::ProgramFolder(run_.brand, false, programFolder)) &&
+            !Failed(StartRuntime(run_.loader, programFolder, run_.settings, run_.host.Get(),
+                                 run_.session))) {
             run_.log.SetupLogging(run_.session.runtime.Get());  // without it, no lines
         }
         run_.log.Info(kUninstall, L"Uninstallation was started");
@@ -254,10 +253,8 @@ public:
         if (Failed(ReadRuntimeNumber(L"runtime://agent/keepdatadir", keepDataFolder))) {
             keepDataFolder = 0;
         }
-        // This program may run from the folder it removes, with the runtime loaded from there.
-        if (IsInside(process_sys::GetModulePath(), run_.programFolder)) {
-            run_.CloseRuntime();
-        }
+        // The runtime is loaded from the folder about to go.
+        run_.CloseRuntime();
         Status data = kStatusOk;
         if (keepDataFolder == 0) {
             data = RemoveFolder(run_.log, dataFolder);

@@ -6,6 +6,8 @@
 #include "setup/config/agent_config.h"
 #include "setup/config/certificate.h"
 #include "setup/config/proxy_envelope.h"
+#include "setup/install/download_trust.h"
+#include "setup/install/package_manifest.h"
 #include "sys/ini_sys.h"
 #include "tests/support/sealing.h"
 
@@ -169,6 +171,30 @@ TEST(InviteAnswer, TheTokenThatWasSentInAnObject) {
     // Compared as bytes, an embedded NUL included.
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T\u0000x"})", std::string("T\0x", 3)),
               kStatusOk);
+}
+
+// The manifest decides what setup.exe trusts: nothing loose passes.
+TEST(PackageManifest, OnlyWellFormedLinesOfPackagePaths) {
+    const std::string hash(64, 'a');
+    std::vector<package_manifest::Entry> entries;
+    ASSERT_TRUE(package_manifest::Parse("a.dll\t5\t" + hash + "\nsub\\b.exe\t0\t" + hash + "\n",
+                                        entries));
+    EXPECT_EQ(package_manifest::Format(entries), "a.dll\t5\t" + hash + "\nsub\\b.exe\t0\t" + hash + "\n");
+    for (const std::string& bad :
+         {std::string(), "a.dll\t5\t" + hash, "..\\a.dll\t5\t" + hash + "\n", "C:a.dll\t5\t" + hash + "\n",
+          "\\a.dll\t5\t" + hash + "\n", "a.dll\t-5\t" + hash + "\n", "a.dll\t5\t" + hash + "A\n",
+          "a.dll\t\t" + hash + "\n", "a.dll\t5\t" + hash + "\na.dll\t5\t" + hash + "\n"}) {
+        EXPECT_FALSE(package_manifest::Parse(bad, entries)) << bad;
+        EXPECT_TRUE(entries.empty());
+    }
+    // A valid signature of another publisher, or the expected one under a root that no
+    // store trusts (which Wine cannot show: it verifies such a chain), never runs.
+    EXPECT_TRUE(IsTrustedDownload(0, L"Expected", L"Expected"));
+    EXPECT_FALSE(IsTrustedDownload(0, L"Another", L"Expected"));
+    EXPECT_FALSE(IsTrustedDownload(static_cast<long>(0x800B0109), L"Expected", L"Expected"));
+    EXPECT_FALSE(IsTrustedDownload(0, L"", L""));
+    EXPECT_EQ(package_manifest::Sha256Hex("abc"),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 }  // namespace

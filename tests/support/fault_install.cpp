@@ -2,7 +2,7 @@
 // named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
 // "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
 // before a name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET
-// installer's address. HOLLIN_PAUSES_FILE, when set, makes every pause of a polling loop
+// installer's address (signed by sign_stub.sh's publisher). HOLLIN_PAUSES_FILE, when set, makes every pause of a polling loop
 // 10 ms and writes their count to that file at the end. It ends with setup.exe's exit code.
 // Used from a package folder of its own, in place of setup.exe.
 #include <windows.h>
@@ -40,6 +40,7 @@ int wmain() {
     wchar_t netUrl[1024] = {};
     if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
         environment.netInstallerUrl = netUrl;
+        environment.netInstallerPublisher = L"Hollin Test Publisher";  // sign_stub.sh's
     }
     wchar_t pausesFile[MAX_PATH] = {};
     std::atomic<int> pauses{0};

@@ -4,10 +4,12 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "setup/install/package_manifest.h"
 #include "sys/process_sys.h"
 
 namespace test_support {
@@ -81,6 +83,15 @@ std::string ReadFileBytes(const std::wstring& path) {
 
 bool FileExists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string ManifestOf(const std::wstring& folder) {
+    std::vector<package_manifest::Entry> entries;
+    for (const char* name : {"agentsvc.exe", "runtime.dll", "sqlite3.dll"}) {
+        const std::string bytes = ReadFileBytes(folder + L"\\" + std::wstring(name, name + strlen(name)));
+        entries.push_back({name, bytes.size(), package_manifest::Sha256Hex(bytes)});
+    }
+    return package_manifest::Format(entries);
 }
 
 std::vector<std::wstring> PendingRenameSources() {

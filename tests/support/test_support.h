@@ -39,6 +39,10 @@ std::string ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 std::string Narrow(const std::wstring& text);
 
+// A package manifest of the agent's files in folder, for installations this test program
+// runs itself from the folder it was built in.
+std::string ManifestOf(const std::wstring& folder);
+
 // The sources of the machine's delete-at-restart entries, in their order.
 std::vector<std::wstring> PendingRenameSources();
 
