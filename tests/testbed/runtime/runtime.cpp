@@ -63,42 +63,15 @@ struct Defaults {
 
 class CCommunicationConfiguration final : public Counted<ICommunicationConfiguration> {
 public:
-    Status EnableProxy(bool enabled) override {
-        proxyEnabled = enabled;
-        return kStatusOk;
-    }
-    Status SetProxyAutoDetect(bool autoDetect) override {
-        proxyAutoDetect = autoDetect;
-        return kStatusOk;
-    }
-    Status SetProxyServer(const wchar_t* server) override {
-        proxyServer = server;
-        return kStatusOk;
-    }
-    Status SetProxyPort(std::int32_t port) override {
-        proxyPort = port;
-        return kStatusOk;
-    }
-    Status SetProxyAuthentication(bool enabled) override {
-        proxyAuthentication = enabled;
-        return kStatusOk;
-    }
-    Status SetProxyLogin(const wchar_t* login) override {
-        proxyLogin = login;
-        return kStatusOk;
-    }
-    Status SetProxyPassword(const wchar_t* password) override {
-        proxyPassword = password;
-        return kStatusOk;
-    }
-    Status SetProxyType(std::int32_t type) override {
-        proxyType = type;
-        return kStatusOk;
-    }
-    Status SetAuthenticationScheme(std::uint32_t flags) override {
-        schemeFlags = flags;
-        return kStatusOk;
-    }
+    Status EnableProxy(bool on) override { return Set(proxyEnabled, on); }
+    Status SetProxyAutoDetect(bool on) override { return Set(proxyAutoDetect, on); }
+    Status SetProxyServer(const wchar_t* text) override { return Set(proxyServer, text); }
+    Status SetProxyPort(std::int32_t port) override { return Set(proxyPort, port); }
+    Status SetProxyAuthentication(bool on) override { return Set(proxyAuthentication, on); }
+    Status SetProxyLogin(const wchar_t* text) override { return Set(proxyLogin, text); }
+    Status SetProxyPassword(const wchar_t* text) override { return Set(proxyPassword, text); }
+    Status SetProxyType(std::int32_t type) override { return Set(proxyType, type); }
+    Status SetAuthenticationScheme(std::uint32_t flags) override { return Set(schemeFlags, flags); }
 
     bool proxyEnabled = false;
     bool proxyAutoDetect = false;
@@ -109,6 +82,13 @@ public:
     std::wstring proxyPassword;
     std::int32_t proxyType = 0;
     std::uint32_t schemeFlags = 0;
+
+private:
+    template <class Field, class Value>
+    static Status Set(Field& field, Value value) {
+        field = value;
+        return kStatusOk;
+    }
 };
 
 class CRequest final : public Counted<IRequest> {
