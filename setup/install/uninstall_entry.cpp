@@ -44,6 +44,8 @@ void WriteValues(HKEY key, const CAgentBranding& brand, const std::wstring& prog
     }
     SetText(key, L"DisplayName", brand.productFamilyName);
     SetText(key, L"UninstallString", command);
+    // Deployment tools and package managers remove silently with this one.
+    SetText(key, L"QuietUninstallString", L"\"" + uninstaller + L"\" /u -sil 1");
     SetText(key, L"Publisher", brand.publisher);
     SetText(key, L"DisplayIcon", uninstaller);
     SetText(key, L"DisplayVersion", std::to_wstring(version[0]) + L"." +
