@@ -117,21 +117,10 @@ protected:
     test_support::ActiveSessionLibrary session_;
 };
 
-TEST_F(WindowedDispatch, ActiveSessionRunsWindowed) {
-    // The install window opens; closing it ends the run with 0.
-    dialog_driver::WindowedProgram setup(L"\"" + SetupPath() + L"\" /i");
-    HWND window = setup.WaitForDialog(30000);
-    ASSERT_NE(window, nullptr);
-    PostMessageW(window, WM_CLOSE, 0, 0);
-    EXPECT_EQ(setup.WaitForExit(30000), 0u);
-
-    EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
-}
-
-// The window needs every library setup.exe delay-loads; a copy of each planted beside it
-// stays unused, and so does the planted session enumeration: the window opens only
-// because the system folder's reports the session active.
-TEST_F(WindowedDispatch, LibrariesBesideSetupAreNotLoaded) {
+// A run without "sil" opens the window, which needs every library setup.exe delay-loads; a
+// copy of each planted beside it stays unused, and so does the planted session enumeration:
+// the window opens only because the system folder's reports the session active.
+TEST_F(WindowedDispatch, ActiveSessionRunsWindowedWithoutLibrariesBesideSetup) {
     test_support::PlantedLookalikes planted(folder_.Path());
     dialog_driver::WindowedProgram setup(L"\"" + SetupPath() + L"\" /i");
     HWND window = setup.WaitForDialog(30000);
@@ -139,6 +128,7 @@ TEST_F(WindowedDispatch, LibrariesBesideSetupAreNotLoaded) {
     PostMessageW(window, WM_CLOSE, 0, 0);
     EXPECT_EQ(setup.WaitForExit(30000), 0u);
     EXPECT_EQ(planted.Used(), std::vector<std::string>{});
+    EXPECT_EQ(RunSetupExe(L"/u -silent"), kExitAgentNotRunning);
 }
 
 // Setups started at one moment race for the instance mutex: exactly one may win.
