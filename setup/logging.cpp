@@ -48,6 +48,11 @@ Status CLogging::SetupLogging(IRuntime* runtime) {
     }
     if (!Failed(status)) {
         logger_ = logger;
+        std::vector<std::pair<Level, std::wstring>> pending;
+        pending.swap(pending_);
+        for (const auto& [level, line] : pending) {
+            Emit(level, line);
+        }
     }
     return status;
 }
@@ -80,64 +85,64 @@ std::wstring CLogging::FormatLine(const char* file, int line, const char* functi
     return text;
 }
 
-void CLogging::Trace(const char* function, Where where) {
+void CLogging::Emit(Level level, const std::wstring& line) {
     if (logger_) {
-        const std::wstring text = Widen(BaseName(where.file_name())) + L"(" +
-                                  std::to_wstring(where.line()) + L") " + Widen(function);
-        logger_->Debug(text.c_str());
+        switch (level) {
+            case Level::kDebug: logger_->Debug(line.c_str()); break;
+            case Level::kInfo: logger_->Info(line.c_str()); break;
+            case Level::kWarning: logger_->Warning(line.c_str()); break;
+            case Level::kError: logger_->Error(line.c_str()); break;
+        }
+        return;
     }
+    // Before the runtime's logger there is no log file: the lines wait for it, so that what a
+    // run did first (a recovery, a folder moved aside) is in the log, and errors also go to
+    // the debug output, which support tools capture, in case no logger ever comes.
+    if (pending_.size() < kMostPendingLines) {
+        pending_.emplace_back(level, line);
+    }
+    if (level == Level::kError) {
+        OutputDebugStringW((L"setup: " + line + L"\n").c_str());
+    }
+}
+
+void CLogging::Trace(const char* function, Where where) {
+    Emit(Level::kDebug, Widen(BaseName(where.file_name())) + L"(" +
+                            std::to_wstring(where.line()) + L") " + Widen(function));
 }
 
 void CLogging::Info(const char* function, const std::wstring& message, Status status,
                     Where where) {
-    if (logger_) {
-        logger_->Info(Line(where, function, message, status).c_str());
-    }
+    Emit(Level::kInfo, Line(where, function, message, status));
 }
 
 void CLogging::Warning(const char* function, const std::wstring& message, Status status,
                        Where where) {
-    if (logger_) {
-        logger_->Warning(Line(where, function, message, status).c_str());
-    }
+    Emit(Level::kWarning, Line(where, function, message, status));
 }
 
 void CLogging::Error(const char* function, const std::wstring& message, Status status,
                      Where where) {
-    if (logger_) {
-        logger_->Error(Line(where, function, message, status).c_str());
-    } else {
-        // Before the runtime's logger there is no log file; support tools capture this.
-        OutputDebugStringW((L"setup: " + Line(where, function, message, status) + L"\n").c_str());
-    }
+    Emit(Level::kError, Line(where, function, message, status));
 }
 
 void CLogging::Result(const char* function, Status status, Where where) {
-    if (!logger_) {
-        return;
-    }
     if (Failed(status)) {
-        logger_->Error(
-            Line(where, function, L"Failed: [" + FormatStatus(status) + L"]", kStatusOk).c_str());
+        Emit(Level::kError,
+             Line(where, function, L"Failed: [" + FormatStatus(status) + L"]", kStatusOk));
     } else {
-        logger_->Debug(Line(where, function, L"OK", kStatusOk).c_str());
+        Emit(Level::kDebug, Line(where, function, L"OK", kStatusOk));
     }
 }
 
 void CLogging::InfoPrefixed(const char* function, const std::wstring& message, Where where) {
-    if (logger_) {
-        logger_->Info(
-            (FormatPrefix(where.file_name(), static_cast<int>(where.line()), function) + message)
-                .c_str());
-    }
+    Emit(Level::kInfo,
+         FormatPrefix(where.file_name(), static_cast<int>(where.line()), function) + message);
 }
 
 void CLogging::WarningPrefixed(const char* function, const std::wstring& message, Where where) {
-    if (logger_) {
-        logger_->Warning(
-            (FormatPrefix(where.file_name(), static_cast<int>(where.line()), function) + message)
-                .c_str());
-    }
+    Emit(Level::kWarning,
+         FormatPrefix(where.file_name(), static_cast<int>(where.line()), function) + message);
 }
 
 Status CLogging::Check(Status status, const char* function, const std::wstring& message,

@@ -2,6 +2,8 @@
 
 #include <source_location>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "setup/runtime/runtime_interfaces.h"
 
@@ -9,9 +11,9 @@
 inline constexpr wchar_t kInstallerLogFile[] = L"agentinstaller.log";
 
 // One log of the program, handed to every operation that logs. Lines go to the runtime
-// library's logger, which owns the file; until a runtime is attached, errors go to the
-// system's debug output and every other call does nothing, so an operation can log before
-// the runtime is loaded and without one at all.
+// library's logger, which owns the file; until a runtime is attached they are kept for it
+// (errors also go to the system's debug output), so an operation can log before the runtime
+// is loaded and without one at all.
 class CLogging {
 public:
     using Where = std::source_location;
@@ -58,9 +60,14 @@ public:
     static std::wstring FormatStatus(Status status);
 
 private:
+    enum class Level { kDebug, kInfo, kWarning, kError };
+    static constexpr size_t kMostPendingLines = 500;
+    void Emit(Level level, const std::wstring& line);
+
     std::wstring fileName_;
     std::wstring component_;
     CObjectSmPtr<ILogger> logger_;
+    std::vector<std::pair<Level, std::wstring>> pending_;
 };
 
 // The text with every occurrence of the secret shown as "***", for lines that would
