@@ -13,6 +13,7 @@
 #include "setup/install/package_check.h"
 #include "setup/language.h"
 #include "setup/logging.h"
+#include "setup/recovery.h"
 #include "setup/setup_settings.h"
 #include "setup/uninstall/uninstall.h"
 #include "sys/process_sys.h"
@@ -56,14 +57,21 @@ DWORD RunSilent(SetupSettings& settings, const InstallerEnvironment& environment
         return static_cast<DWORD>(Failed(stored) ? stored : kStatusOk);
     }
     if (settings.uninstall) {
-        // Only whether the agent's mutex exists matters; the probe closes at once.
-        if (!UniqueKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kAgentMutex))) {
-            return kExitAgentNotRunning;
-        }
         const ScopeExit wipe([&] { text_sys::Wipe(settings.password); });
         CLogging log(kInstallerLogFile, kUninstallerComponent);
-        return static_cast<DWORD>(
-            UninstallAgent(settings, GetBranding(), log, nullptr, settings.password));
+        // A removal killed past its point of no return is this run's removal, taken to its
+        // end; an agent a killed run had stopped runs again before the check below.
+        const Recovery recovery = RecoverInterruptedRun(settings, GetBranding(), log);
+        if (Failed(recovery.status) || recovery.removalFinished) {
+            return static_cast<DWORD>(recovery.status);
+        }
+        // Only whether the agent's mutex exists matters; the probe closes at once.
+        if (!recovery.agentStarted &&
+            !UniqueKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kAgentMutex))) {
+            return kExitAgentNotRunning;
+        }
+        return static_cast<DWORD>(UninstallAgent(settings, GetBranding(), log, nullptr,
+                                                 settings.password, environment.faultAt));
     }
     return kExitNothingToDo;
 }

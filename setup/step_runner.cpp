@@ -60,6 +60,9 @@ Status StepRunner::Run() {
         }
         return status;
     }
+    if (faultHook_ != nullptr) {
+        faultHook_("end");
+    }
     return kStatusOk;
 }
 

@@ -49,8 +49,9 @@ public:
     StepRunner(CLogging& log, const char* function, std::vector<SequenceStep> steps,
                std::vector<const char*> undoOrder, SequenceEndings endings);
 
-    // For tests only: called with the step's name before each Do and with "undo-" and the
-    // name before each Undo; a failing status makes that Do or Undo fail. It may throw.
+    // For tests only: called with the step's name before each Do, with "undo-" and the name
+    // before each Undo and with "end" after the last step; a failing status makes that Do or
+    // Undo fail. It may throw.
     void SetFaultHook(FaultHook hook) { faultHook_ = hook; }
 
     // The first failing status, or kStatusOk when every step was done.

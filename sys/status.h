@@ -44,6 +44,8 @@ constexpr Status kStatusFolderNotSecured = ToStatus(0x80000045);
 constexpr Status kStatusPackageNotVerified = ToStatus(0x80000046);
 // A downloaded installer is unsigned, its signature does not hold, or another signed it.
 constexpr Status kStatusDownloadNotTrusted = ToStatus(0x80000047);
+// A run killed earlier left changes that could not be put right; nothing more was changed.
+constexpr Status kStatusRecoveryFailed = ToStatus(0x80000048);
 
 // 0x80000052 has four meanings, told apart by the operation that returns it:
 // the service could not be started, or is marked for deletion until the next restart;

@@ -6,7 +6,6 @@
 
 #include "db/sqlite_api.h"
 #include "setup/uninstall/uninstall.h"
-#include "sys/file_sys.h"
 #include "sys/process_sys.h"
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
@@ -125,19 +124,36 @@ TEST_F(Uninstallation, KeepsTheDataFolderWhenAsked) {
 // fails and the agent keeps running.
 TEST_F(Uninstallation, AHangingFarewellRunIsEnded) {
     InstallWithPolicy(false, "");
-    test_support::TempFolder package;
-    CopyPackageWith(package.Path(), L"fault_install.exe");
-    const std::wstring marker = kProgramFolder + L"\\farewell-hangs";
-    ASSERT_EQ(file_sys::WriteWholeFile(marker, ""), kStatusOk);
-    const std::wstring pauses = package / L"pauses.txt";
-    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", pauses.c_str());
-    EXPECT_EQ(test_support::RunAndWait(L"\"" + package / L"setup.exe" + L"\" /u -sil 1", 300000),
-              static_cast<DWORD>(kStatusWaitFailed));
-    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", nullptr);
-    DeleteFileW(marker.c_str());
-    EXPECT_GE(std::atoi(ReadFileBytes(pauses).c_str()), 300);
+    {
+        const MisbehavingAgentRun run(L"farewell-hangs", "");
+        EXPECT_EQ(test_support::RunAndWait(run.Setup() + L" /u -sil 1", 300000),
+                  static_cast<DWORD>(kStatusWaitFailed));
+        EXPECT_GE(run.Pauses(), 300);
+    }
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_EQ(process_sys::GetPidsByName(L"agentsvc.exe").size(), 1u) << "the farewell run ended";
+}
+
+// A removal ended at once before each step: the next removal puts right
+// what it left (the agent started again, or the removal taken to its end) and the machine
+// ends as after a removal never interrupted.
+TEST_F(Uninstallation, KilledAtAnyPointTheNextRemovalPutsItRight) {
+    InstallWithPolicy(false, "");
+    ASSERT_EQ(Setup(L"/u -sil 1"), 0u);
+    const MachineState removed = TakeMachineState();
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"fault_install.exe");
+    for (const char* point : {"recover", "attach-log", "locate-program-folder", "stop-agent",
+                              "farewell", "delete-service", "remove-files", "remove-keys"}) {
+        SCOPED_TRACE(point);
+        InstallWithPolicy(false, "");
+        SetEnvironmentVariableA("HOLLIN_FAULT_STEP", (std::string("kill-") + point).c_str());
+        EXPECT_EQ(test_support::RunAndWait(L"\"" + package / L"setup.exe" + L"\" /u -sil 1", 300000),
+                  0xDEADu);
+        SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", nullptr);
+        EXPECT_EQ(Setup(L"/u -sil 1"), 0u);
+        EXPECT_EQ(TakeMachineState(), removed);
+    }
 }
 
 TEST_F(Uninstallation, LockedProgramFolderIsRemovedAtRestart) {

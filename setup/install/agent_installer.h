@@ -34,8 +34,9 @@ struct InstallerEnvironment {
     // The package manifest; empty: the one this program carries. Tests that install from their
     // own folder hand in one of that folder.
     std::string packageManifest;
-    // For tests only: called with a step's name before it is done, and with "undo-" and the
-    // name before it is undone; a failing status makes that step fail. It may throw.
+    // For tests only: called with a step's name before it is done, with "undo-" and the name
+    // before it is undone, with "end" after the last step and with "copy-file" before each
+    // file is copied; a failing status makes that step fail. It may throw, or end the process.
     Status (*faultAt)(const char* step) = nullptr;
 };
 

@@ -42,6 +42,9 @@ Status AgentInstaller::CopyAllFiles(const std::wstring& source, const std::wstri
         } else if (std::find(excluded.begin(), excluded.end(), name) != excluded.end()) {
             continue;
         } else {
+            if (environment_.faultAt != nullptr) {
+                environment_.faultAt("copy-file");
+            }
             status = CopyFilePath(entry, target);
         }
         if (Failed(status)) {

@@ -16,6 +16,7 @@
 #include "setup/install/data_tree.h"
 #include "setup/install/package_check.h"
 #include "setup/install/uninstall_entry.h"
+#include "setup/recovery.h"
 #include "setup/runtime/payload.h"
 #include "setup/runtime/runtime_settings.h"
 #include "setup/uninstall/deferred_deletion.h"
@@ -51,11 +52,12 @@ void DeleteOrMark(const std::wstring& path) {
     }
 }
 
-// Starts a service the installation stopped. Nothing more can be done when that fails; the
-// log says so for whoever looks.
-// Starts a service that was asked to stop. One still stopping is waited for first, for as
-// many passes as its stop had: started while it stops, it would end up stopped.
-void StartAgain(CLogging& log, const std::wstring& service) {
+}  // namespace
+
+// Starts a service this program stopped: nothing more can be done when that fails, and the
+// log says so for whoever looks. One still stopping is waited for first, for as many passes
+// as its stop had: started while it stops, it would end up stopped.
+void StartServiceAgain(CLogging& log, const std::wstring& service) {
     constexpr int kPasses = 300;
     for (int pass = 0; pass < kPasses &&
                        service_sys::GetServiceState(service) == SERVICE_STOP_PENDING;
@@ -72,6 +74,8 @@ void StartAgain(CLogging& log, const std::wstring& service) {
     }
 }
 
+namespace {
+
 std::wstring WithLastError(const std::wstring& text, const std::wstring& service, DWORD error) {
     return text + service + L", GetLastError: " + std::to_wstring(error);
 }
@@ -82,6 +86,17 @@ public:
 
 protected:
     InstallRun& run_;
+};
+
+// A run killed before this one is put right first (setup/recovery.h); what this run then
+// finds is a machine as that run found it, or as it left it when it got past its point of
+// no return.
+class Recover final : public InstallStep {
+public:
+    using InstallStep::InstallStep;
+    Status Do() override {
+        return RecoverInterruptedRun(run_.settings, run_.brand, run_.log).status;
+    }
 };
 
 // The data tree is made safe before anything is written there: the runtime creates its log,
@@ -125,6 +140,13 @@ public:
                 newKeys_.push_back(key);
             }
         }
+        // From here on the run changes the machine; the journal's own key is one of the new.
+        run_.journal.Begin(L"install");
+        std::wstring noted;
+        for (const std::wstring& key : newKeys_) {
+            noted += (noted.empty() ? L"" : L"|") + key;
+        }
+        run_.journal.Note(L"new-keys", noted);
         return kStatusOk;
     }
     void Undo() override {
@@ -165,6 +187,7 @@ public:
         // Asked to stop from here on: one that does not stop in time may stop later all the
         // same, so even a failed stop is undone.
         asked_ = true;
+        run_.journal.Note(agent_ ? L"stopped-agent" : L"stopped-av", service_);
         const Status status = run_.installer.StopServiceAndWait(service_);
         return agent_ ? status : kStatusOk;
     }
@@ -175,7 +198,7 @@ public:
         if (agent_) {
             run_.log.Info(kInstall, L"Starting agent service...");
         }
-        StartAgain(run_.log, service_);
+        StartServiceAgain(run_.log, service_);
     }
 
 private:
@@ -360,6 +383,8 @@ public:
             return kStatusOk;
         }
         const std::wstring backup = run_.previousProgramFolder + RandomSuffix() + L".backup";
+        run_.journal.Note(L"previous", run_.previousProgramFolder);
+        run_.journal.Note(L"backup", backup);
         for (int attempt = 0; attempt < kFolderMoveAttempts; ++attempt) {
             if (_wrename(run_.previousProgramFolder.c_str(), backup.c_str()) == 0) {
                 run_.backupFolder = backup;
@@ -400,6 +425,8 @@ public:
     using InstallStep::InstallStep;
     Status Do() override {
         run_.Report(Stage::kCopyingFiles);
+        run_.journal.Note(L"program", run_.programFolder);
+        run_.journal.Note(L"copy-begun", L"1");
         return run_.log.Check(
             run_.installer.CopyAllFiles(run_.installer.PackageFolder(), run_.programFolder,
                                         {L"smbpol.db", L"events.db", L"setup2.exe"}),
@@ -437,10 +464,12 @@ public:
     using InstallStep::InstallStep;
     Status Do() override {
         run_.installedConfigPath = agent_config::InstalledConfigPath(run_.dataFolder);
+        run_.journal.Note(L"config", run_.installedConfigPath);
         if (!IsFile(run_.installedConfigPath)) {
             return kStatusOk;
         }
         const std::wstring backup = run_.installedConfigPath + RandomSuffix() + L".backup";
+        run_.journal.Note(L"config-backup", backup);
         if (_wrename(run_.installedConfigPath.c_str(), backup.c_str()) != 0) {
             return run_.log.Check(kStatusRenameFailed, kInstall,
                                   L"Could not rename original agent config file");
@@ -466,9 +495,15 @@ public:
     Status Do() override {
         const std::wstring staged = agent_config::StagedConfigPath(run_.dataFolder);
         placed_ = true;  // a failed copy may leave part of a file behind
-        const Status status = run_.log.Check(
-            run_.installer.CopyFilePath(staged, run_.installedConfigPath), kInstall,
-            L"copying agent config file failed");
+        run_.journal.Note(L"config-placed", L"1");
+        // Written new beside its place and moved there: a power cut leaves none or all of it.
+        std::string bytes;
+        Status status = file_sys::ReadWholeFile(staged, bytes);
+        if (!Failed(status)) {
+            status = file_sys::WriteWholeFile(run_.installedConfigPath, bytes);
+        }
+        SecureZeroMemory(bytes.data(), bytes.size());  // it holds the token
+        run_.log.Check(status, kInstall, L"copying agent config file failed");
         if (!Failed(status)) {
             _wremove(staged.c_str());  // the installed copy is the one that counts now
             run_.Report(Stage::kInstallingAgent);
@@ -494,6 +529,7 @@ public:
     // The agent reads what it finds and falls back to its defaults for the rest, so a value
     // that cannot be written does not stop the installation.
     Status Do() override {
+        run_.journal.Note(L"deploy-id", L"1");
         WriteRuntimeNumber(L"runtime://common/debug", run_.settings.debug ? 1 : 0);
         if (!run_.settings.avc.empty()) {
             WriteRuntimeText(L"runtime://common/avc", run_.settings.avc);
@@ -547,6 +583,7 @@ private:
         std::wstring description;
     };
     void Save();
+    void NoteSaved();
     void Restore();
     void RemoveNew();
 
@@ -557,6 +594,7 @@ private:
 Status RegisterService::Do() {
     Save();
     created_ = saved_.imagePath.empty();
+    NoteSaved();
     run_.log.Info(kInstall, L"Installing agent service...");
     DWORD lastError = 0;
     const Status status = service_sys::CreateOrUpdateService(
@@ -591,6 +629,18 @@ void RegisterService::Save() {
     // Texts that cannot be read are registered empty again; the path and modes matter.
     service_sys::GetServiceDisplayNameW(name, saved_.displayName);
     service_sys::GetServiceDescription(name, saved_.description);
+}
+
+// What a later run needs to put the registration back when this one is killed.
+void RegisterService::NoteSaved() {
+    RunJournal& journal = run_.journal;
+    journal.Note(L"service", run_.brand.serviceName);
+    journal.Note(L"service-existed", created_ ? L"0" : saved_.read ? L"1" : L"unread");
+    journal.Note(L"service-image", saved_.imagePath);
+    journal.Note(L"service-type", std::to_wstring(saved_.type));
+    journal.Note(L"service-start", std::to_wstring(saved_.startType));
+    journal.Note(L"service-display", saved_.displayName);
+    journal.Note(L"service-description", saved_.description);
 }
 
 void RegisterService::Restore() {
@@ -642,6 +692,9 @@ public:
         run_.log.Info(kInstall, L"Starting agent service...");
         DWORD lastError = 0;
         const Status status = service_sys::StartServiceByName(run_.brand.serviceName, &lastError);
+        if (!Failed(status)) {
+            run_.journal.Note(L"past-return", L"1");  // nothing after this step can fail
+        }
         return run_.log.Check(status, kInstall,
                               WithLastError(L"failed to start the service: ",
                                             run_.brand.serviceName, lastError));
@@ -692,6 +745,7 @@ void InstallRun::Report(Stage stage) const {
 
 std::vector<SequenceStep> InstallSteps(InstallRun& run) {
     std::vector<SequenceStep> steps;
+    steps.push_back(Make<Recover>("recover", run, kStepPlain));
     steps.push_back(Make<SecureDataFolders>("secure-data-folders", run, kStepPlain));
     steps.push_back(Make<VerifyPackage>("verify-package", run, kStepPlain));
     steps.push_back(Make<NoteNewRuntimeKeys>("note-runtime-keys", run, kStepPlain));

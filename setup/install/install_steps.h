@@ -8,6 +8,7 @@
 #include "setup/branding/branding.h"
 #include "setup/logging.h"
 #include "setup/progress.h"
+#include "setup/run_journal.h"
 #include "setup/setup_settings.h"
 #include "setup/step_runner.h"
 
@@ -34,6 +35,7 @@ struct InstallRun {
     std::wstring installedConfigPath;
     std::wstring configBackupPath;  // empty until the installed configuration was moved aside
     std::uint32_t restartNeededCount = 0;
+    RunJournal journal;  // what a later run needs when this one is killed
 
     void Report(Stage stage) const;
 };
@@ -46,3 +48,6 @@ std::vector<const char*> InstallUndoOrder();
 
 // The lines of the installation's ways out.
 SequenceEndings InstallEndings(InstallRun& run);
+
+// Starts a service this program stopped; a failure is logged, nothing more.
+void StartServiceAgain(CLogging& log, const std::wstring& service);

@@ -8,6 +8,8 @@
 #include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
 #include "setup/logging.h"
+#include "setup/recovery.h"
+#include "setup/run_journal.h"
 #include "setup/runtime/runtime_bridge.h"
 #include "setup/runtime/runtime_settings.h"
 #include "setup/setup_settings.h"
@@ -41,6 +43,7 @@ struct UninstallRun {
     CLibraryLoader loader;
     CObjectSmPtr<CRuntimeSettings> host{new CRuntimeSettings()};
     RuntimeSession session;
+    RunJournal journal;  // what a later run needs when this one is killed
 
     void Report(Stage stage) const {
         if (progress != nullptr) {
@@ -114,6 +117,8 @@ public:
                                       run_.brand.serviceName);
         }
         stopping_ = true;
+        run_.journal.Begin(L"removal");
+        run_.journal.Note(L"stopped-agent", run_.brand.serviceName);
         if (exists) {
             StopService();
         }
@@ -202,6 +207,7 @@ Status Farewell::Do() {
 Status Farewell::ExitStatus(DWORD exitCode) {
     if (exitCode == 0) {
         run_.log.Info(kUninstall, L"the agent agreed to be removed");
+        run_.journal.Note(L"past-return", L"1");  // from here on the removal goes to its end
         return kStatusOk;
     }
     if (exitCode == static_cast<DWORD>(kStatusPasswordRefused)) {
@@ -289,8 +295,18 @@ public:
     }
 };
 
+// A run killed before this one finishes first (setup/recovery.h).
+class Recover final : public UninstallStep {
+public:
+    using UninstallStep::UninstallStep;
+    Status Do() override {
+        return RecoverInterruptedRun(run_.settings, run_.brand, run_.log).status;
+    }
+};
+
 std::vector<SequenceStep> UninstallSteps(UninstallRun& run) {
     std::vector<SequenceStep> steps;
+    steps.push_back({"recover", std::make_unique<Recover>(run)});
     steps.push_back({"attach-log", std::make_unique<AttachLog>(run)});
     steps.push_back({"locate-program-folder", std::make_unique<LocateProgramFolder>(run)});
     steps.push_back({"stop-agent", std::make_unique<StopAgent>(run)});
@@ -301,12 +317,36 @@ std::vector<SequenceStep> UninstallSteps(UninstallRun& run) {
     return steps;
 }
 
+// What is left of a removal once the agent agreed to go.
+std::vector<SequenceStep> FinishingSteps(UninstallRun& run) {
+    std::vector<SequenceStep> steps;
+    steps.push_back({"attach-log", std::make_unique<AttachLog>(run)});
+    steps.push_back({"delete-service", std::make_unique<DeleteService>(run)});
+    steps.push_back({"remove-files", std::make_unique<RemoveFiles>(run)});
+    steps.push_back({"remove-keys", std::make_unique<RemoveKeys>(run)});
+    return steps;
+}
+
 }  // namespace
 
 Status UninstallAgent(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log,
-                      IProgress* progress, const std::wstring& password) {
+                      IProgress* progress, const std::wstring& password,
+                      Status (*faultAt)(const char* step)) {
     UninstallRun run{settings, brand, log, progress, password};
     StepRunner runner(log, kUninstall, UninstallSteps(run), {"stop-agent"}, {});
+    runner.SetFaultHook(faultAt);
+    const Status status = runner.Run();
+    run.CloseRuntime();
+    return Failed(status) ? status : run.removal;
+}
+
+Status FinishRemoval(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log) {
+    static const std::wstring kNoPassword;
+    UninstallRun run{settings, brand, log, nullptr, kNoPassword};
+    if (Failed(agent_folders::ProgramFolder(brand, false, run.programFolder))) {
+        return kStatusRecoveryFailed;
+    }
+    StepRunner runner(log, kUninstall, FinishingSteps(run), {}, {});
     const Status status = runner.Run();
     run.CloseRuntime();
     return Failed(status) ? status : run.removal;

@@ -1,11 +1,102 @@
 #include "tests/support/agent_machine.h"
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <vector>
 
+#include "sys/file_sys.h"
 #include "sys/service_sys.h"
 #include "tests/support/test_support.h"
 
 namespace agent_machine {
+
+namespace {
+
+void AddTree(const std::wstring& root, bool foldersToo, MachineState& state) {
+    std::error_code error;
+    for (auto it = std::filesystem::recursive_directory_iterator(root, error);
+         it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
+        if (it->is_directory() && it->path().filename() == L"log") {
+            it.disable_recursion_pending();
+        } else if (!it->is_directory()) {
+            const std::string bytes = test_support::ReadFileBytes(it->path().wstring());
+            state[it->path().wstring()] = std::to_wstring(bytes.size()) + L" bytes, hash " +
+                                          std::to_wstring(std::hash<std::string>{}(bytes));
+        } else if (foldersToo) {
+            state[it->path().wstring()] = L"<folder>";
+        }
+    }
+}
+
+void AddKeyTree(const std::wstring& root, MachineState& state) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, root.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+        return;
+    }
+    state[root] = L"<key>";
+    wchar_t name[256];
+    BYTE data[4096];
+    for (DWORD index = 0;; ++index) {
+        DWORD length = 256;
+        DWORD size = sizeof(data);
+        DWORD type = 0;
+        if (RegEnumValueW(key, index, name, &length, nullptr, &type, data, &size) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        state[root + L"\\" + name] = std::to_wstring(type) + L":" +
+                                      std::wstring(reinterpret_cast<wchar_t*>(data), size / 2);
+    }
+    std::vector<std::wstring> subkeys;
+    for (DWORD length = 256; RegEnumKeyExW(key, static_cast<DWORD>(subkeys.size()), name, &length,
+                                           nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         length = 256) {
+        subkeys.emplace_back(name);
+    }
+    RegCloseKey(key);
+    for (const std::wstring& subkey : subkeys) {
+        AddKeyTree(root + L"\\" + subkey, state);
+    }
+}
+
+}  // namespace
+
+MachineState TakeMachineState() {
+    MachineState state;
+    // A failed first installation keeps the data folder: its log tells why.
+    for (const wchar_t* root : {L"C:\\Program Files", L"C:\\ProgramData"}) {
+        for (const std::wstring& entry : file_sys::ListFolder(root)) {
+            if (entry != L"C:\\ProgramData\\ZELKO Software") {
+                state[entry] = L"<entry>";
+            }
+        }
+    }
+    AddTree(kCompanyProgramFolder, true, state);
+    AddTree(L"C:\\ProgramData\\ZELKO Software", false, state);
+    AddKeyTree(kUninstallKey, state);
+    AddKeyTree(L"SOFTWARE\\ZELKO Software", state);
+    for (const std::wstring& source : test_support::PendingRenameSources()) {
+        state[L"pending rename " + source] = L"";
+    }
+    const std::wstring image = service_sys::GetImagePath(L"ClientManager");
+    if (!image.empty()) {
+        WaitForAgentState(SERVICE_RUNNING);
+        std::wstring displayName, description;
+        service_sys::GetServiceDisplayNameW(L"ClientManager", displayName);
+        service_sys::GetServiceDescription(L"ClientManager", description);
+        service_sys::ServiceType type{};
+        service_sys::GetServiceType(L"ClientManager", type);
+        service_sys::ServiceStartMode mode{};
+        service_sys::GetStartMode(L"ClientManager", mode);
+        state[L"service"] = image + L"|" + displayName + L"|" + description + L"|" +
+                            std::to_wstring(type) + L"|" + std::to_wstring(mode) + L"|" +
+                            std::to_wstring(service_sys::GetServiceState(L"ClientManager"));
+    }
+    return state;
+}
+
 
 std::wstring BackendFolder() {
     std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
@@ -26,6 +117,28 @@ void CopyPackageWith(const std::wstring& folder, const std::wstring& builtSetup,
         }
     }
     test_support::CopyBuiltProgram(builtSetup, folder, L"setup.exe");
+}
+
+MisbehavingAgentRun::MisbehavingAgentRun(const wchar_t* marker, const std::string& content)
+    : package_(test_support::BinFolder() + L"\\misbehaving-agent-run"),
+      marker_(kProgramFolder + L"\\" + marker) {
+    std::filesystem::create_directories(package_);
+    CopyPackageWith(package_, L"fault_install.exe");
+    std::ofstream(std::filesystem::path(marker_), std::ios::binary) << content;
+    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", (package_ + L"\\pauses.txt").c_str());
+}
+
+MisbehavingAgentRun::~MisbehavingAgentRun() {
+    SetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", nullptr);
+    DeleteFileW(marker_.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(package_, ignored);
+}
+
+std::wstring MisbehavingAgentRun::Setup() const { return L"\"" + package_ + L"\\setup.exe\""; }
+
+int MisbehavingAgentRun::Pauses() const {
+    return std::atoi(test_support::ReadFileBytes(package_ + L"\\pauses.txt").c_str());
 }
 
 void SetNetFrameworkInstalled() {

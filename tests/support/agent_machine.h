@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <map>
 #include <string>
 
 // The machine as the installation tests see it: the testbed backend, the package folder
@@ -28,10 +29,35 @@ std::wstring PackageSetup();
 void CopyPackageWith(const std::wstring& folder, const std::wstring& builtSetup,
                      bool withAgent = true);
 
+// A package folder whose setup is fault_install.exe, for a run against an installed agent
+// that misbehaves as the file marker beside its executable tells it (tests/testbed/README.md),
+// with the run's polling pauses counted instead of waited for.
+class MisbehavingAgentRun {
+public:
+    MisbehavingAgentRun(const wchar_t* marker, const std::string& content);
+    ~MisbehavingAgentRun();
+    MisbehavingAgentRun(const MisbehavingAgentRun&) = delete;
+    MisbehavingAgentRun& operator=(const MisbehavingAgentRun&) = delete;
+
+    std::wstring Setup() const;
+    int Pauses() const;
+
+private:
+    std::wstring package_;
+    std::wstring marker_;
+};
+
 // The machine has .NET Framework 4.8, as most machines do.
 void SetNetFrameworkInstalled();
 
 bool WaitForAgentState(DWORD state);
+
+// What an installation or removal touches, as an administrator would compare it before and
+// after: the names in Program Files and ProgramData, the agent's files by path with size and
+// a hash of their content (the runtime's log folder left out: it grows with every run and
+// explains the failure), its registry values, pending renames and the service.
+using MachineState = std::map<std::wstring, std::wstring>;
+MachineState TakeMachineState();
 
 // Removes every trace of an installed agent.
 void CleanMachine();

@@ -1,7 +1,8 @@
 // setup.exe's own entry with one step of a silent installation made to fail: the step is
 // named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
 // "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
-// before a name makes it throw instead. HOLLIN_NET_URL, when set, replaces the .NET
+// before a name makes it throw instead, "kill-" ends the process at once, as a deployment
+// tool's time limit or a power cut would (with "kill-copy-file", at the second file copied). HOLLIN_NET_URL, when set, replaces the .NET
 // installer's address (signed by sign_stub.sh's publisher). HOLLIN_PAUSES_FILE, when set, makes every pause of a polling loop
 // 10 ms and writes their count to that file at the end. It ends with setup.exe's exit code.
 // Used from a package folder of its own, in place of setup.exe.
@@ -20,6 +21,7 @@
 namespace {
 
 constexpr Status kInjectedFault = ToStatus(0x8000FA17);
+constexpr UINT kKilledExitCode = 0xDEAD;
 
 Status FailNamedStep(const char* step) {
     char wanted[64] = {};
@@ -27,6 +29,11 @@ Status FailNamedStep(const char* step) {
     const std::string steps = std::string(",") + wanted + ",";
     if (steps.find(",throw-" + std::string(step) + ",") != std::string::npos) {
         throw std::runtime_error("injected");
+    }
+    static int copies = 0;
+    if (steps.find(",kill-" + std::string(step) + ",") != std::string::npos &&
+        (std::string(step) != "copy-file" || ++copies == 2)) {
+        TerminateProcess(GetCurrentProcess(), kKilledExitCode);
     }
     return steps.find("," + std::string(step) + ",") != std::string::npos ? kInjectedFault
                                                                           : kStatusOk;
