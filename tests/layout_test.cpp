@@ -101,32 +101,33 @@ protected:
     // Opens a window in a language, brings it to a screen and checks every text of it.
     template <class Dialog>
     void Check(std::uint32_t language, const std::string& screen, bool administrator,
-               const std::function<void(CDialogBase&)>& reach) {
+               const std::function<void(CDialogBase&)>& reach = nullptr) {
         SCOPED_TRACE("language " + std::to_string(language) + ", " + screen);
         SetThreadLanguage(language);
         GetDialogSeams().isAdministrator = [administrator] { return administrator; };
         dialog_ = std::make_unique<Dialog>();
         ASSERT_NE(dialog_->Create(language, false), nullptr);
-        reach(*dialog_);
+        if (reach)
+            reach(*dialog_);
         dialog_driver::Pump(20);
         for (const std::string& fault : Overflows(dialog_->Window()))
             ADD_FAILURE() << fault;
         dialog_.reset();
     }
 
-    // Runs the work to its end with the result the seams give.
-    static void Finish(CDialogBase& dialog) {
-        dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
-        ASSERT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
+    // Checks the result screen of work that ends with the result.
+    template <class Dialog>
+    void CheckResult(std::uint32_t language, Status result) {
+        GetDialogSeams().install = [result](IProgress*) { return result; };
+        GetDialogSeams().uninstall = [result](IProgress*, const std::wstring&) { return result; };
+        Check<Dialog>(language, "result " + std::to_string(result), true, [](CDialogBase& dialog) {
+            dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
+            ASSERT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
+        });
     }
 
     std::unique_ptr<CDialogBase> dialog_;
 };
-
-const Stage kStages[] = {Stage::kInitialising,    Stage::kStoppingServices,
-                         Stage::kDownloadingPolicy, Stage::kInstallingNetFramework,
-                         Stage::kCopyingFiles,    Stage::kInstallingAgent,
-                         Stage::kRollingBack,     Stage::kRemovingFiles};
 
 // Holds the work while each stage's text shows in the status line, and checks each.
 void ReportEveryStage(CDialogBase& dialog) {
@@ -140,8 +141,8 @@ void ReportEveryStage(CDialogBase& dialog) {
         return Status{0};
     };
     dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
-    for (Stage stage : kStages) {
-        dialog.Report(stage);
+    for (int stage = 0; stage <= static_cast<int>(Stage::kRemovingFiles); ++stage) {
+        dialog.Report(static_cast<Stage>(stage));
         for (const std::string& fault : Overflows(dialog.Window()))
             ADD_FAILURE() << fault;
     }
@@ -158,18 +159,11 @@ TEST_F(Layout, EveryTextOfTheInstallWindowFitsInEveryLanguage) {
                               ToStatus(0x80000064),
                               ToStatus(0x80000203)};
     for (std::uint32_t language : kLanguages) {
-        Check<CInstallDialog>(language, "ready", true, [](CDialogBase&) {});
-        Check<CInstallDialog>(language, "not permitted", false, [](CDialogBase&) {});
+        Check<CInstallDialog>(language, "ready", true);
+        Check<CInstallDialog>(language, "not permitted", false);
         Check<CInstallDialog>(language, "installing", true, ReportEveryStage);
-        for (Status result : results) {
-            Check<CInstallDialog>(language, "result " + std::to_string(result), true,
-                                  [result](CDialogBase& dialog) {
-                                      GetDialogSeams().install = [result](IProgress*) {
-                                          return result;
-                                      };
-                                      Finish(dialog);
-                                  });
-        }
+        for (Status result : results)
+            CheckResult<CInstallDialog>(language, result);
     }
 }
 
@@ -179,21 +173,12 @@ TEST_F(Layout, EveryTextOfTheUninstallWindowFitsInEveryLanguage) {
     for (std::uint32_t language : kLanguages) {
         for (bool password : {false, true}) {
             ASSERT_TRUE(WritePasswordPolicy(kDataFolder, password, "secret"));
-            Check<CUninstallDialog>(language, password ? "confirm, password" : "confirm", true,
-                                    [](CDialogBase&) {});
+            Check<CUninstallDialog>(language, password ? "confirm, password" : "confirm", true);
         }
-        Check<CUninstallDialog>(language, "not permitted", false, [](CDialogBase&) {});
+        Check<CUninstallDialog>(language, "not permitted", false);
         Check<CUninstallDialog>(language, "removing", true, ReportEveryStage);
-        for (Status result : results) {
-            Check<CUninstallDialog>(language, "result " + std::to_string(result), true,
-                                    [result](CDialogBase& dialog) {
-                                        GetDialogSeams().uninstall =
-                                            [result](IProgress*, const std::wstring&) {
-                                                return result;
-                                            };
-                                        Finish(dialog);
-                                    });
-        }
+        for (Status result : results)
+            CheckResult<CUninstallDialog>(language, result);
     }
 }
 

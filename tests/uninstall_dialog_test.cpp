@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <memory>
 #include <vector>
 
 #include "resources/resource.h"
@@ -17,6 +15,7 @@
 #include "tests/support/gdiplus_environment.h"
 #include "tests/support/policy_db.h"
 #include "tests/support/test_support.h"
+#include "ui/button_control.h"
 #include "ui/dialog_seams.h"
 #include "ui/localisation.h"
 #include "ui/uninstall_dialog.h"
@@ -30,15 +29,13 @@ const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvi
 
 class UninstallWindow : public DialogTest<CUninstallDialog> {
 protected:
-    void Uninstall() { PressMainButtonAndWait(); }
-
     void UninstallWith(Status result) {
         GetDialogSeams().uninstall = [result](IProgress* progress, const std::wstring&) {
             progress->Report(Stage::kRemovingFiles);
             return result;
         };
         Open();
-        Uninstall();
+        PressMainButtonAndWait();
     }
 };
 
@@ -83,7 +80,7 @@ TEST_F(UninstallWindowOnAnAgent, ConfirmWithoutPasswordRemovesTheAgent) {
     EXPECT_EQ(Text(window, IDC_MAIN_BUTTON), L"Uninstall");
     EXPECT_EQ(Text(window, IDC_CANCEL_BUTTON), L"Cancel");
 
-    Uninstall();
+    PressMainButtonAndWait();
     EXPECT_NE(FarewellCommandLine().find(L"--farewell --password \"\""), std::wstring::npos)
         << test_support::Narrow(FarewellCommandLine());
     EXPECT_EQ(Text(window, IDC_STATUS), L"Software has been removed.");
@@ -108,11 +105,11 @@ TEST_F(UninstallWindowOnAnAgent, WrongPasswordTwiceThenTheRightOne) {
 
     const int kMoved[] = {IDC_STATUS,         IDC_SUBTITLE,      IDC_TITLE,      IDC_MAIN_BUTTON,
                           IDC_PASSWORD_ENTRY, IDC_CANCEL_BUTTON, IDC_RESULT_ICON};
-    std::vector<POINT> firstRound;
+    std::vector<LONG> firstRound;
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE(round);
         SetDlgItemTextW(window, IDC_PASSWORD_ENTRY, L"wrong");
-        Uninstall();
+        PressMainButtonAndWait();
         EXPECT_EQ(dialog_->Result(), ToStatus(0x80000017));
         EXPECT_EQ(Text(window, IDC_SUBTITLE), L"Incorrect Password.  Please Try Again.");
         for (int id : {IDC_SUBTITLE, IDC_MAIN_BUTTON, IDC_PASSWORD_CAPTION, IDC_PASSWORD_ENTRY,
@@ -123,21 +120,18 @@ TEST_F(UninstallWindowOnAnAgent, WrongPasswordTwiceThenTheRightOne) {
         EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kFailureIcon));
         EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"),
                   static_cast<DWORD>(SERVICE_RUNNING));
-        std::vector<POINT> places;
-        for (int id : kMoved)
-            places.push_back(Position(window, id));
-        if (round == 0) {
-            firstRound = places;
-        } else {
-            for (size_t i = 0; i < places.size(); ++i) {
-                EXPECT_EQ(places[i].x, firstRound[i].x) << kMoved[i];
-                EXPECT_EQ(places[i].y, firstRound[i].y) << kMoved[i];
-            }
+        std::vector<LONG> places;
+        for (int id : kMoved) {
+            places.push_back(ControlRect(window, id).left);
+            places.push_back(ControlRect(window, id).top);
         }
+        if (round == 0)
+            firstRound = places;
+        EXPECT_EQ(places, firstRound) << "controls moved again on the retry";
     }
 
     SetDlgItemTextW(window, IDC_PASSWORD_ENTRY, L"secret");
-    Uninstall();
+    PressMainButtonAndWait();
     EXPECT_EQ(dialog_->Result(), 0);
     EXPECT_EQ(Text(window, IDC_STATUS), L"Software has been removed.");
     EXPECT_TRUE(Visible(window, IDC_TITLE));
@@ -198,8 +192,7 @@ TEST_F(UninstallWindow, PasswordCaptionIsInTheWindowsLanguage) {
         workerCancel = LoadUiString(202);
         return ToStatus(0x80000017);
     };
-    dialog_ = std::make_unique<CUninstallDialog>();
-    HWND window = dialog_->Create(kGerman, false);
+    HWND window = Open(false, kGerman);
     PressMainButtonAndWait();
     SetThreadLanguage(1);
     EXPECT_TRUE(Visible(window, IDC_PASSWORD_CAPTION));
@@ -270,11 +263,9 @@ TEST_F(UninstallWindow, CancelClosesWithoutUninstalling) {
         ran = true;
         return 0;
     };
-    HWND window = Open();
-    Press(window, IDC_CANCEL_BUTTON);
+    Press(Open(), IDC_CANCEL_BUTTON);
     EXPECT_TRUE(PumpUntilQuit(5000));
     EXPECT_FALSE(ran);
-    (void)window;
 }
 
 // A screen as dialog_showcase of a brand paints it.
@@ -297,20 +288,18 @@ std::uint32_t ButtonFace(const Picture& picture, HWND layout, int id) {
 
 // Cancel is a secondary, outlined button and Uninstall a primary one, in every brand.
 TEST_F(UninstallWindow, ButtonsAreDrawnByTheirRoleInEveryBrand) {
-    struct Brand {
-        const wchar_t* name;
-        std::uint32_t primary;
-        std::uint32_t secondary;
-    };
-    const Brand brands[] = {{L"zelko", 0x0070F6, 0x071D2B},
-                            {L"orv", 0x44CC88, 0x111419},
-                            {L"tessan", 0xFEEB29, 0xFFFFFF}};
+    const std::pair<const wchar_t*, BrandId> brands[] = {
+        {L"zelko", kBrandZelko}, {L"orv", kBrandOrv}, {L"tessan", kBrandTessan}};
     HWND layout = Open();
-    for (const Brand& brand : brands) {
-        SCOPED_TRACE(test_support::Narrow(brand.name));
-        const Picture confirm = BrandPicture(brand.name, L"uninstall", L"confirm");
-        EXPECT_EQ(ButtonFace(confirm, layout, IDC_MAIN_BUTTON), brand.primary) << "Uninstall";
-        EXPECT_EQ(ButtonFace(confirm, layout, IDC_CANCEL_BUTTON), brand.secondary) << "Cancel";
+    for (const auto& [name, brand] : brands) {
+        SCOPED_TRACE(test_support::Narrow(name));
+        const Picture confirm = BrandPicture(name, L"uninstall", L"confirm");
+        const CButtonControl primary(nullptr, brand);
+        const CButtonControlSecondary secondary(nullptr, brand);
+        EXPECT_EQ(ButtonFace(confirm, layout, IDC_MAIN_BUTTON),
+                  primary.FillColor(CButtonControl::kNormal) & 0xFFFFFF);
+        EXPECT_EQ(ButtonFace(confirm, layout, IDC_CANCEL_BUTTON),
+                  secondary.FillColor(CButtonControl::kNormal) & 0xFFFFFF);
     }
 }
 

@@ -1,10 +1,5 @@
 #include "tests/support/dialog_driver.h"
 
-#include "tests/support/picture.h"
-
-#include <filesystem>
-#include <fstream>
-
 namespace dialog_driver {
 
 void Pump(DWORD milliseconds) {
@@ -17,7 +12,7 @@ bool PumpUntil(const std::function<bool()>& done, DWORD timeoutMs) {
     while (true) {
         while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
             if (message.message == WM_QUIT) {
-                // Put it back for PumpUntilQuit; a waiting test sees it there.
+                // Put back, for PumpUntilQuit or the test's own loop.
                 PostQuitMessage(static_cast<int>(message.wParam));
                 return done();
             }
@@ -33,18 +28,10 @@ bool PumpUntil(const std::function<bool()>& done, DWORD timeoutMs) {
 }
 
 bool PumpUntilQuit(DWORD timeoutMs) {
-    const ULONGLONG end = GetTickCount64() + timeoutMs;
-    MSG message{};
-    while (GetTickCount64() < end) {
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            if (message.message == WM_QUIT)
-                return true;
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
-    }
-    return false;
+    MSG quit{};
+    // PumpUntil puts the quit message back; take it here.
+    return PumpUntil([&] { return PeekMessageW(&quit, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) != 0; },
+                     timeoutMs);
 }
 
 bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs) {
@@ -68,13 +55,6 @@ std::wstring Text(HWND dialog, int id) {
     return text;
 }
 
-POINT Position(HWND dialog, int id) {
-    RECT area{};
-    GetWindowRect(GetDlgItem(dialog, id), &area);
-    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&area), 2);
-    return {area.left, area.top};
-}
-
 SIZE PictureSize(HWND dialog, int id) {
     auto bitmap =
         reinterpret_cast<HBITMAP>(SendDlgItemMessageW(dialog, id, STM_GETIMAGE, IMAGE_BITMAP, 0));
@@ -82,10 +62,6 @@ SIZE PictureSize(HWND dialog, int id) {
     if (bitmap == nullptr || GetObjectW(bitmap, sizeof(info), &info) == 0)
         return {0, 0};
     return {info.bmWidth, info.bmHeight};
-}
-
-bool SaveWindowPicture(HWND window, const std::wstring& path) {
-    return Picture::OfWindow(window).Save(path);
 }
 
 RECT ControlRect(HWND dialog, int id) {
@@ -128,13 +104,14 @@ BOOL CALLBACK CheckWindow(HWND window, LPARAM data) {
     return TRUE;
 }
 
-}  // namespace
-
+// The visible dialog window of a process, or null.
 HWND FindProcessDialog(DWORD processId) {
     Search search{processId, nullptr};
     EnumWindows(CheckWindow, reinterpret_cast<LPARAM>(&search));
     return search.found;
 }
+
+}  // namespace
 
 WindowedProgram::WindowedProgram(std::wstring commandLine, bool suspended) {
     STARTUPINFOW startup{};

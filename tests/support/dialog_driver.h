@@ -21,24 +21,17 @@ bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs);
 
 bool Visible(HWND dialog, int id);
 std::wstring Text(HWND dialog, int id);
-// The control's top-left corner in the dialog's client coordinates.
-POINT Position(HWND dialog, int id);
 // Size of the bitmap a picture control shows; {0, 0} without one.
 SIZE PictureSize(HWND dialog, int id);
 
 // Presses a control by posting its command, as the owner-drawn buttons do.
 void Press(HWND dialog, int id);
 
-// Saves what the window painted as a 24-bit BMP.
-bool SaveWindowPicture(HWND window, const std::wstring& path);
 // The colour (0xRRGGBB) the window painted at a point of a control, given from the
 // control's top-left corner.
 std::uint32_t ControlPixel(HWND dialog, int id, POINT offset);
 // The rectangle of a control in the dialog's client coordinates.
 RECT ControlRect(HWND dialog, int id);
-
-// The visible dialog window of a process, or null.
-HWND FindProcessDialog(DWORD processId);
 
 // A program started with a window of its own, as a user starts setup.exe.
 class WindowedProgram {

@@ -30,9 +30,9 @@ protected:
         dialog_driver::DrainMessages();
     }
 
-    HWND Open(bool beta = false) {
+    HWND Open(bool beta = false, std::uint32_t language = 1) {
         dialog_ = std::make_unique<Dialog>();
-        HWND window = dialog_->Create(1, beta);
+        HWND window = dialog_->Create(language, beta);
         EXPECT_NE(window, nullptr);
         return window;
     }

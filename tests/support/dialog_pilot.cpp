@@ -9,6 +9,7 @@
 
 #include "resources/resource.h"
 #include "tests/support/dialog_driver.h"
+#include "tests/support/picture.h"
 
 using namespace dialog_driver;
 
@@ -46,7 +47,7 @@ int wmain(int argc, wchar_t** argv) {
     Sleep(700);  // let the result screen finish painting
     wprintf(L"result: \"%ls\"\n",
             Text(window, Visible(window, IDC_STATUS) ? IDC_STATUS : IDC_SUBTITLE).c_str());
-    SaveWindowPicture(window, argv[1]);
+    Picture::OfWindow(window).Save(argv[1]);
     // Finish or Close, whichever the screen offers; otherwise the close glyph.
     const int closer = Visible(window, IDC_CLOSE_BUTTON)    ? IDC_CLOSE_BUTTON
                        : Visible(window, IDC_CANCEL_BUTTON) ? IDC_CANCEL_BUTTON

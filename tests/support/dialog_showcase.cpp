@@ -16,6 +16,7 @@
 #include "setup/setup_settings.h"
 #include "sys/file_sys.h"
 #include "tests/support/dialog_driver.h"
+#include "tests/support/picture.h"
 #include "tests/support/policy_db.h"
 #include "ui/dialog_seams.h"
 #include "ui/install_dialog.h"
@@ -23,21 +24,11 @@
 #include "setup/progress.h"
 #include "ui/uninstall_dialog.h"
 
+using dialog_driver::Pump;
+
 namespace {
 
 HANDLE g_never = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-
-void Pump(DWORD milliseconds) {
-    const ULONGLONG end = GetTickCount64() + milliseconds;
-    MSG message{};
-    while (GetTickCount64() < end) {
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
-    }
-}
 
 Status Blocked(IProgress* progress, Stage stage) {
     progress->Report(stage);
@@ -109,13 +100,7 @@ int wmain(int argc, wchar_t** argv) {
         PostMessageW(window, WM_COMMAND, IDC_MAIN_BUTTON, 0);
         Pump(1000);
     }
-    if (GetEnvironmentVariableW(L"SHOWCASE_REPAINT", nullptr, 0) > 0) {
-        RedrawWindow(window, nullptr, nullptr,
-                     RDW_ERASE | RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
-        Pump(500);
-    }
-    const bool saved = dialog_driver::SaveWindowPicture(window, argv[4]);
-    fflush(stdout);
+    const bool saved = Picture::OfWindow(window).Save(argv[4]);
     // A blocked worker never ends; leave without waiting for it.
     ExitProcess(saved ? 0 : 1);
 }
