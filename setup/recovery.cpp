@@ -49,9 +49,13 @@ private:
             registry_sys::DeleteDeploymentId();  // it names a deployment that did not happen
         }
     }
+    // The folder at the program folder's place is the new one only while the previous one
+    // is still aside: a recovery killed after renaming it back must not take it for new.
     void RemoveNewProgramFolder() {
         const std::wstring program = journal_.Get(L"program");
-        if (!journal_.Has(L"copy-begun") || !Exists(program)) {
+        const bool previousAside =
+            journal_.Get(L"previous").empty() || Exists(journal_.Get(L"backup"));
+        if (!journal_.Has(L"copy-begun") || !previousAside || !Exists(program)) {
             return;
         }
         const Status removed = DeleteOrDeferFolder(program);

@@ -2,10 +2,12 @@
 // named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
 // "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
 // before a name makes it throw instead, "kill-" ends the process at once, as a deployment
-// tool's time limit or a power cut would (with "kill-copy-file", at the second file copied). HOLLIN_NET_URL, when set, replaces the .NET
-// installer's address (signed by sign_stub.sh's publisher). HOLLIN_PAUSES_FILE, when set, makes every pause of a polling loop
-// 10 ms and writes their count to that file at the end. It ends with setup.exe's exit code.
-// Used from a package folder of its own, in place of setup.exe.
+// tool's time limit or a power cut would (with "kill-copy-file", at the second file copied).
+// HOLLIN_NET_URL replaces the .NET installer's address (signed by sign_stub.sh's publisher);
+// HOLLIN_MANIFEST_FILE names a package manifest to use in place of the one it carries;
+// HOLLIN_PAUSES_FILE makes every pause of a polling loop 10 ms and receives their count at
+// the end. It ends with setup.exe's exit code. Used from a package folder of its own, in
+// place of setup.exe.
 #include <windows.h>
 
 #include <atomic>
@@ -48,6 +50,10 @@ int wmain() {
     if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
         environment.netInstallerUrl = netUrl;
         environment.netInstallerPublisher = L"Hollin Test Publisher";  // sign_stub.sh's
+    }
+    wchar_t manifestFile[MAX_PATH] = {};
+    if (GetEnvironmentVariableW(L"HOLLIN_MANIFEST_FILE", manifestFile, MAX_PATH) > 0) {
+        file_sys::ReadWholeFile(manifestFile, environment.packageManifest);
     }
     wchar_t pausesFile[MAX_PATH] = {};
     std::atomic<int> pauses{0};
