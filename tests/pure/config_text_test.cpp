@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
-
 #include "setup/auth/invite_answer.h"
 #include "setup/config/agent_config.h"
 #include "setup/config/certificate.h"
@@ -15,45 +13,28 @@ namespace {
 
 const std::string kToken = "0123456789abcdefghijklmnopqrstuvWXYZ";  // 36 characters
 
-using test_support::Base64;
-
-std::string Seal(const std::string& plaintext, const std::string& token = kToken) {
-    return test_support::SealProxyPassword(plaintext, token);
-}
-
-bool Open(const std::string& envelope, const std::string& token, std::string& plaintext) {
-    return DecryptProxyPassword(envelope, token, plaintext);
-}
-
-TEST(ProxyEnvelope, OpensWithTheTokenAndChecksTheTag) {
+TEST(ProxyEnvelope, OpensOnlyWellFormedWithTheToken) {
+    // The smallest blob, 29 bytes. Fields 1 to 3 are not looked at; only the first 32 token
+    // bytes are the key.
+    const std::string sealed = test_support::SealProxyPassword("x", kToken);
     std::string plaintext;
-    ASSERT_TRUE(Open("v1:k:n:" + Seal("pr0xy p\xC3\xA1ss"), kToken, plaintext));
-    EXPECT_EQ(plaintext, "pr0xy p\xC3\xA1ss");
+    ASSERT_TRUE(DecryptProxyPassword(":::" + sealed, kToken.substr(0, 32) + "z", plaintext));
+    EXPECT_EQ(plaintext, "x");
 
-    // Fields 1 to 3 are not looked at; only the first 32 token bytes are the key.
-    ASSERT_TRUE(Open(":::" + Seal("x"), kToken.substr(0, 32) + "other", plaintext));
-    EXPECT_EQ(plaintext, "x");  // 29 bytes: the smallest blob
-
+    plaintext = "untouched";
     std::string otherToken = kToken;
     otherToken[5] = 'X';
-    EXPECT_FALSE(Open("a:b:c:" + Seal("secret"), otherToken, plaintext));
-    EXPECT_FALSE(Open("a:b:c:" + Seal("secret"), kToken.substr(0, 31), plaintext));
-
-    std::string tampered = Seal("secret");
-    tampered[17] = tampered[17] == 'A' ? 'B' : 'A';  // inside the ciphertext
-    EXPECT_FALSE(Open("a:b:c:" + tampered, kToken, plaintext));
-}
-
-TEST(ProxyEnvelope, RejectsMalformedEnvelopes) {
-    std::string plaintext = "untouched";
-    const std::string sealed = Seal("secret");
-    EXPECT_FALSE(Open("a:b:" + sealed, kToken, plaintext));
-    EXPECT_FALSE(Open("a:b:c:d:" + sealed, kToken, plaintext));
-    EXPECT_FALSE(Open("a:b:c:" + sealed.substr(1), kToken, plaintext));
-    EXPECT_FALSE(Open("a:b:c:" + Base64(std::string(28, 'z')), kToken, plaintext));
+    EXPECT_FALSE(DecryptProxyPassword("a:b:c:" + sealed, otherToken, plaintext));
+    EXPECT_FALSE(DecryptProxyPassword("a:b:c:" + sealed, kToken.substr(0, 31), plaintext));
+    std::string tampered = sealed;
+    tampered[16] = tampered[16] == 'A' ? 'B' : 'A';  // the ciphertext's byte
     std::string foreign = sealed;
-    foreign[3] = '*';
-    EXPECT_FALSE(Open("a:b:c:" + foreign, kToken, plaintext));
+    foreign[0] = '*';  // read as 0 like the 'A' it replaces, unless read strictly
+    for (const std::string& envelope :
+         {"a:b:c:" + tampered, "a:b:c:" + foreign, "a:b:" + sealed, "a:b:c:" + sealed + ":d",
+          "a:b:c:" + sealed.substr(1), "a:b:c:" + test_support::SealProxyPassword("", kToken)}) {
+        EXPECT_FALSE(DecryptProxyPassword(envelope, kToken, plaintext)) << envelope;
+    }
     EXPECT_EQ(plaintext, "untouched");
 }
 
@@ -62,9 +43,9 @@ TEST(IniDocument, WritesAndReadsItsFormat) {
     document.SetText("agent", "baseurl", L"https://b.example");
     document.SetInteger("agent", "port", -1);
     document.SetBoolean("other", "on", true);
-    document.SetText("agent", "baseurl", L"https://c.example");  // replaced in place
+    document.SetText("agent", "baseurl", L"\x0416\xD83D\xDE00");  // replaced in place
     EXPECT_EQ(document.Serialize(),
-              "[agent]\nbaseurl=https://c.example\nport=-1\n\n[other]\non=1\n\n");
+              "[agent]\nbaseurl=\xD0\x96\xF0\x9F\x98\x80\nport=-1\n\n[other]\non=1\n\n");
 
     ini_sys::IniDocument read;
     read.Parse("# comment\r\n [agent] \r\n  key  =  value # note\r\nQPXSig=abc\n"
@@ -73,7 +54,6 @@ TEST(IniDocument, WritesAndReadsItsFormat) {
     EXPECT_EQ(read.GetText("agent", "hash"), "");
     EXPECT_EQ(read.GetText("agent", "QPXSig"), "");
     EXPECT_EQ(read.GetText("next", "key"), "3");
-    EXPECT_EQ(read.GetText("missing", "key"), "");
 
     // Found by fuzzing: a carriage return before a comment stayed in the value, and the
     // value written back lost it at the line's end.
@@ -87,10 +67,6 @@ TEST(IniDocument, WritesAndReadsItsFormat) {
     ini_sys::IniDocument header;
     header.Parse("[agent]\n[k=5]# note\n[half\ntoken=T\n");
     EXPECT_EQ(header.Serialize(), "[agent]\ntoken=T\n\n");
-
-    ini_sys::IniDocument wide;
-    wide.SetText("s", "name", L"\x0416\xD83D\xDE00");  // the pair is one code point
-    EXPECT_EQ(wide.GetText("s", "name"), "\xD0\x96\xF0\x9F\x98\x80");
 }
 
 TEST(AgentConfigDocument, EveryKeyFromTheSettings) {
@@ -109,28 +85,20 @@ TEST(AgentConfigDocument, EveryKeyFromTheSettings) {
 TEST(AgentConfigDocument, AnotherTokenOrHashWithoutRegardToCase) {
     auto holdsOther = [](const std::string& installed, const std::wstring& token) {
         ini_sys::IniDocument document;
-        document.Parse(installed);
+        document.Parse("[agent]\n" + installed);
         return agent_config::HoldsOtherToken(document, token);
     };
-    EXPECT_FALSE(holdsOther("[agent]\ntoken=iNVITE-tOKEN\n", L"Invite-Token"));
-    EXPECT_TRUE(holdsOther("[agent]\ntoken=Other-Token\n", L"Invite-Token"));
+    EXPECT_FALSE(holdsOther("token=iNVITE-tOKEN", L"Invite-Token"));
+    EXPECT_TRUE(holdsOther("token=Other-Token", L"Invite-Token"));
+    EXPECT_TRUE(holdsOther("", L"")) << "neither token nor hash";
 
-    const std::string hash = agent_config::Sha256Hex("Invite-Token");
-    ASSERT_EQ(hash.size(), 64u);
-    std::string upper = hash;
-    for (char& c : upper) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    EXPECT_FALSE(holdsOther("[agent]\ntoken_hash=" + hash + "\n", L"Invite-Token"));
-    EXPECT_FALSE(holdsOther("[agent]\ntoken_hash=" + upper + "\n", L"Invite-Token"));
-    EXPECT_TRUE(holdsOther("[agent]\ntoken_hash=" + hash + "\n", L"Invite-Token2"));
-    // The token is looked at before the hash.
-    EXPECT_TRUE(holdsOther("[agent]\ntoken=x\ntoken_hash=" + hash + "\n", L"Invite-Token"));
-    EXPECT_TRUE(holdsOther("[agent]\nbaseurl=https://b.example\n", L"Invite-Token"));
-    EXPECT_TRUE(holdsOther("", L""));
-
-    EXPECT_EQ(agent_config::Sha256Hex("abc"),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    // SHA-256 of "abc", as the agent writes it and in capitals.
+    const std::string hash = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+    const std::string upper = "BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD";
+    EXPECT_FALSE(holdsOther("token_hash=" + hash, L"abc"));
+    EXPECT_FALSE(holdsOther("token_hash=" + upper, L"abc"));
+    EXPECT_TRUE(holdsOther("token_hash=" + hash, L"abd"));
+    EXPECT_TRUE(holdsOther("token=x\ntoken_hash=" + hash, L"abc")) << "the token comes first";
 }
 
 TEST(CertificatePem, WrappedAtSixtyFourCharacters) {
@@ -139,8 +107,6 @@ TEST(CertificatePem, WrappedAtSixtyFourCharacters) {
     EXPECT_EQ(CertificatePem(std::wstring(130, L'R')),
               begin + std::string(64, 'R') + "\n" + std::string(64, 'R') + "\nRR" + end);
     EXPECT_EQ(CertificatePem(std::wstring(64, L'A')), begin + std::string(64, 'A') + end);
-    EXPECT_EQ(CertificatePem(std::wstring(65, L'B')), begin + std::string(64, 'B') + "\nB" + end);
-    EXPECT_EQ(CertificatePem(L""), begin + end);
     EXPECT_EQ(CertificatePem(L"\x0141"), begin + "A" + end) << "one byte per character";
 }
 
@@ -151,7 +117,6 @@ TEST(InviteAnswer, TheTokenThatWasSentInAnObject) {
     EXPECT_EQ(EvaluateInviteAnswer(R"(["T-1"])", "T-1"), kStatusUnexpectedResponse);
     EXPECT_EQ(EvaluateInviteAnswer(R"({})", ""), kStatusUnexpectedResponse);
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T-1")", "T-1"), kStatusJsonParseFailed);
-    EXPECT_EQ(EvaluateInviteAnswer("", "T-1"), kStatusJsonParseFailed);
     // Found by fuzzing: the reader threw on deep nesting, and the exception ended the run.
     EXPECT_EQ(EvaluateInviteAnswer(std::string(5000, '['), "T-1"), kStatusJsonParseFailed);
     const auto nested = [](int levels) {
@@ -167,7 +132,6 @@ TEST(InviteAnswer, TheTokenThatWasSentInAnObject) {
               kStatusOk);
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T-1", "big": 1e999})", "T-1"),
               kStatusJsonParseFailed);
-    EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T-1", "n": 1e})", "T-1"), kStatusJsonParseFailed);
     // Compared as bytes, an embedded NUL included.
     EXPECT_EQ(EvaluateInviteAnswer(R"({"token": "T\u0000x"})", std::string("T\0x", 3)),
               kStatusOk);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -16,8 +19,7 @@ inline void Execute(const std::wstring& path, const char* sql) {
     SqliteApi api;
     sqlite3* database = nullptr;
     ASSERT_EQ(api.open16(text_sys::ToUtf16(path).c_str(), &database), SQLITE_OK);
-    char* error = nullptr;
-    EXPECT_EQ(api.exec(database, sql, nullptr, nullptr, &error), SQLITE_OK) << sql;
+    EXPECT_EQ(api.exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sql;
     api.close_v2(database);
 }
 
@@ -30,5 +32,29 @@ inline std::string Message(const std::function<void()>& action) {
     }
     return "";
 }
+
+// A new empty folder below the temporary folder, removed with its content on destruction;
+// with the standard library only, for the tests that build on the host too.
+class ScratchFolder {
+public:
+    ScratchFolder() {
+        static std::atomic<unsigned> counter{0};
+        const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+        path_ = std::filesystem::temp_directory_path() /
+                ("hollin-pure-" + std::to_string(now) + "-" + std::to_string(counter++));
+        std::filesystem::create_directories(path_);
+    }
+    ~ScratchFolder() {
+        std::error_code ignored;  // a file still open keeps its folder: nothing to do then
+        std::filesystem::remove_all(path_, ignored);
+    }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    std::wstring operator/(const std::string& name) const { return (path_ / name).wstring(); }
+
+private:
+    std::filesystem::path path_;
+};
 
 }  // namespace test_support

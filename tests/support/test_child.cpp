@@ -52,12 +52,8 @@ int wmain(int argc, wchar_t** argv) {
             ++i;
         } else if (command == L"env") {
             wchar_t buffer[32767] = {};
-            DWORD length = GetEnvironmentVariableW(value, buffer, 32767);
-            std::string narrow;
-            for (DWORD c = 0; c < length; ++c) {
-                narrow.push_back(static_cast<char>(buffer[c]));
-            }
-            Write(narrow);
+            const DWORD length = GetEnvironmentVariableW(value, buffer, 32767);
+            Write(std::string(buffer, buffer + length));  // the low byte of each character
         } else if (command == L"sleep") {
             Sleep(static_cast<DWORD>(std::wcstoul(value, nullptr, 10)));
         } else if (command == L"exit") {

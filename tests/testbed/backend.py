@@ -1,25 +1,7 @@
 #!/usr/bin/env python3
-"""The testbed's backend: a small HTTP server on 127.0.0.1 that stands in for the
-management backend. It prints "port N" once it listens, or writes N to --port-file.
-
-The first path element is a name the test chooses for its case; the second says how the
-invite request is answered:
-
-  DELETE /<case>/<answer>/install_invites
-      accept     200 {"token": <the X-Invite-Token sent>}
-      slow       as accept, after 3 seconds
-      gone       410 with a body
-      error      503
-      other      200 {"token": "another-token"}
-      empty      204, no body
-      moved      301 to /elsewhere
-      proxy      502, a proxy's page in Latin-1 that echoes the token
-
-  GET /<case>/requests      the requests recorded for <case>, as a JSON list of
-                            {"method", "path", "headers"}
-  GET /files/<name>         the file <name> from the --files folder
-"""
-import argparse
+"""The testbed's backend, an HTTP server on 127.0.0.1 that stands in for the management
+backend; tests/testbed/README.md lists its answers. Started by backend.sh as
+backend.py PORT_FILE FILES_FOLDER: it writes its port to PORT_FILE once it listens."""
 import json
 import os
 import sys
@@ -42,11 +24,11 @@ class Handler(BaseHTTPRequestHandler):
         self.send_response(status)
         for name, value in (extra or {}).items():
             self.send_header(name, value)
-        if status not in (204, 304):
+        if status != 204:
             self.send_header("Content-Type", content_type)
             self.send_header("Content-Length", str(len(body)))
         self.end_headers()
-        if body and status not in (204, 304):
+        if status != 204:
             self.wfile.write(body)
 
     def record(self):
@@ -66,27 +48,22 @@ class Handler(BaseHTTPRequestHandler):
         parts = self.record()
         if len(parts) != 3 or parts[2] != "install_invites":
             return self.send(404, b'{"error": "not found"}')
-        answer = parts[1]
         token = self.headers.get("X-Invite-Token", "")
-        if answer == "slow":
+        accept = (200, json.dumps({"token": token, "agent": "registered"}).encode())
+        answers = {
+            "accept": accept,
+            "gone": (410, b'{"token": "' + token.encode() + b'", "error": "invite expired"}'),
+            "error": (503, b'{"error": "unavailable"}'),
+            "other": (200, b'{"token": "another-token"}'),
+            "empty": (204,),
+            "moved": (301, b"", "application/json", {"Location": "/elsewhere"}),
+            # A proxy's own page, in Latin-1, that echoes the token.
+            "proxy": (502, b"Passerelle indisponible, caf\xe9 " + token.encode(), "text/html"),
+        }
+        if parts[1] == "slow":
             time.sleep(3)
-            answer = "accept"
-        if answer == "accept":
-            self.send(200, json.dumps({"token": token, "agent": "registered"}).encode())
-        elif answer == "gone":
-            self.send(410, b'{"token": "' + token.encode() + b'", "error": "invite expired"}')
-        elif answer == "error":
-            self.send(503, b'{"error": "unavailable"}')
-        elif answer == "other":
-            self.send(200, b'{"token": "another-token"}')
-        elif answer == "empty":
-            self.send(204)
-        elif answer == "proxy":
-            self.send(502, b"Passerelle indisponible, caf\xe9 " + token.encode(), "text/html")
-        elif answer == "moved":
-            self.send(301, b"", extra={"Location": "/elsewhere"})
-        else:
-            self.send(400, b'{"error": "unknown answer"}')
+            answers["slow"] = accept
+        self.send(*answers.get(parts[1], (400, b'{"error": "unknown answer"}')))
 
     def do_GET(self):
         parts = self.path.strip("/").split("/")
@@ -94,7 +71,7 @@ class Handler(BaseHTTPRequestHandler):
             with LOCK:
                 body = json.dumps(RECORDED.get(parts[0], [])).encode()
             return self.send(200, body)
-        if len(parts) == 2 and parts[0] == "files" and FILES:
+        if len(parts) == 2 and parts[0] == "files":
             path = os.path.join(FILES, os.path.basename(parts[1]))
             if os.path.isfile(path):
                 with open(path, "rb") as f:
@@ -105,18 +82,11 @@ class Handler(BaseHTTPRequestHandler):
 
 def main():
     global FILES
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--port-file")
-    parser.add_argument("--files")
-    args = parser.parse_args()
-    FILES = args.files
+    port_file, FILES = sys.argv[1:3]
     server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    port = server.server_address[1]
-    if args.port_file:
-        with open(args.port_file + ".tmp", "w") as f:
-            f.write(str(port))
-        os.replace(args.port_file + ".tmp", args.port_file)
-    print(f"port {port}", flush=True)
+    with open(port_file + ".tmp", "w") as f:
+        f.write(str(server.server_address[1]))
+    os.replace(port_file + ".tmp", port_file)
     server.serve_forever()
 
 

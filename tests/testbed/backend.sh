@@ -7,8 +7,8 @@ case $1 in
 start)
     mkdir -p "$folder"
     rm -f "$folder/backend.port"
-    python3 "$(dirname "$0")/backend.py" --port-file "$folder/backend.port" \
-        --files "$folder/files" >/dev/null 2>&1 </dev/null &
+    python3 "$(dirname "$0")/backend.py" "$folder/backend.port" "$folder/files" \
+        >/dev/null 2>&1 </dev/null &
     echo $! >"$folder/backend.pid"
     for _ in $(seq 100); do
         [ -s "$folder/backend.port" ] && exit 0

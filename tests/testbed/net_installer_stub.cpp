@@ -1,9 +1,6 @@
-// Stands in for the .NET Framework 4.8 offline installer. What it does is chosen by words
-// in its own file name, so that the backend can serve one copy per behaviour:
-//   "set"       writes Release = 528040 under the .NET detection key
-//   "exit3010"  ends with 3010 (installed, restart needed); "exit1603" ends with 1603
-// and otherwise it ends with 0. It records its arguments in net-installer-args.txt in the
-// temporary folder.
+// Stands in for the .NET Framework 4.8 offline installer. Words in its own file name choose
+// what it does (tests/testbed/README.md), so that the backend can serve one copy per
+// behaviour.
 #include <windows.h>
 
 #include <string>
@@ -13,6 +10,9 @@ int wmain() {
     GetModuleFileNameW(nullptr, path, MAX_PATH);
     std::wstring name = path;
     name = name.substr(name.find_last_of(L'\\') + 1);
+    const auto named = [&name](const wchar_t* word) {
+        return name.find(word) != std::wstring::npos;
+    };
 
     const wchar_t* line = GetCommandLineW();
     wchar_t temp[MAX_PATH] = {};
@@ -24,17 +24,11 @@ int wmain() {
               nullptr);
     CloseHandle(record);
 
-    if (name.find(L"set") != std::wstring::npos) {
+    if (named(L"set")) {
         const DWORD release = 528040;
         RegSetKeyValueW(HKEY_LOCAL_MACHINE,
                         L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full", L"Release",
                         REG_DWORD, &release, sizeof(release));
     }
-    if (name.find(L"exit3010") != std::wstring::npos) {
-        return 3010;
-    }
-    if (name.find(L"exit1603") != std::wstring::npos) {
-        return 1603;
-    }
-    return 0;
+    return named(L"exit3010") ? 3010 : named(L"exit1603") ? 1603 : 0;
 }

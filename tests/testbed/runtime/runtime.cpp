@@ -1,17 +1,13 @@
 // The testbed's runtime.dll: a small, real implementation of the runtime interfaces that
-// setup.exe uses. Settings come from the host (setup.exe keeps them in the registry) and
-// fall back to the defaults the manager was given; the logger appends lines to a file;
-// communication and downloads use WinHTTP; processes are started with CreateProcessW.
+// setup.exe uses; what it does is in tests/testbed/README.md.
 #include <windows.h>
 #include <winhttp.h>
 
 #include <atomic>
 #include <cstdio>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "setup/runtime/runtime_interfaces.h"
 
@@ -54,34 +50,42 @@ Status CopyOut(const std::wstring& text, wchar_t* buffer, std::uint32_t capacity
     return kStatusOk;
 }
 
-// Defaults given to the manager, shared by everything it creates.
-struct Defaults {
+// Writes bytes to a file, appended or as its whole content.
+bool Store(const std::wstring& path, const std::string& bytes, bool append) {
+    HANDLE file = CreateFileW(path.c_str(), append ? FILE_APPEND_DATA : GENERIC_WRITE,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              append ? OPEN_ALWAYS : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    DWORD written = 0;
+    const BOOL stored =
+        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    CloseHandle(file);
+    return stored != FALSE;
+}
+
+// What the manager and everything it creates share: the proxy and the default settings.
+class CShared final : public Counted<ICommunicationConfiguration> {
+public:
+    Status EnableProxy(bool on) override { return Set(proxyEnabled, on); }
+    Status SetProxyServer(const wchar_t* text) override { return Set(proxyServer, text); }
+    Status SetProxyPort(std::int32_t port) override { return Set(proxyPort, port); }
+    // Only a named proxy without authentication is used; the rest is accepted and left aside.
+    Status SetProxyAutoDetect(bool) override { return kStatusOk; }
+    Status SetProxyAuthentication(bool) override { return kStatusOk; }
+    Status SetProxyLogin(const wchar_t*) override { return kStatusOk; }
+    Status SetProxyPassword(const wchar_t*) override { return kStatusOk; }
+    Status SetProxyType(std::int32_t) override { return kStatusOk; }
+    Status SetAuthenticationScheme(std::uint32_t) override { return kStatusOk; }
+
+    bool proxyEnabled = false;
+    std::wstring proxyServer;
+    std::int32_t proxyPort = 0;
+
     std::mutex lock;
     std::map<std::wstring, std::wstring> texts;
     std::map<std::wstring, std::uint32_t> numbers;
-};
-
-class CCommunicationConfiguration final : public Counted<ICommunicationConfiguration> {
-public:
-    Status EnableProxy(bool on) override { return Set(proxyEnabled, on); }
-    Status SetProxyAutoDetect(bool on) override { return Set(proxyAutoDetect, on); }
-    Status SetProxyServer(const wchar_t* text) override { return Set(proxyServer, text); }
-    Status SetProxyPort(std::int32_t port) override { return Set(proxyPort, port); }
-    Status SetProxyAuthentication(bool on) override { return Set(proxyAuthentication, on); }
-    Status SetProxyLogin(const wchar_t* text) override { return Set(proxyLogin, text); }
-    Status SetProxyPassword(const wchar_t* text) override { return Set(proxyPassword, text); }
-    Status SetProxyType(std::int32_t type) override { return Set(proxyType, type); }
-    Status SetAuthenticationScheme(std::uint32_t flags) override { return Set(schemeFlags, flags); }
-
-    bool proxyEnabled = false;
-    bool proxyAutoDetect = false;
-    std::wstring proxyServer;
-    std::int32_t proxyPort = 0;
-    bool proxyAuthentication = false;
-    std::wstring proxyLogin;
-    std::wstring proxyPassword;
-    std::int32_t proxyType = 0;
-    std::uint32_t schemeFlags = 0;
 
 private:
     template <class Field, class Value>
@@ -90,6 +94,7 @@ private:
         return kStatusOk;
     }
 };
+using SharedPtr = CObjectSmPtr<CShared>;
 
 class CRequest final : public Counted<IRequest> {
 public:
@@ -102,22 +107,16 @@ public:
     std::wstring headers;
 };
 
-// One WinHTTP exchange; the response body goes to sink.
-template <class Sink>
-Status HttpExchange(const CCommunicationConfiguration& proxy, const wchar_t* verb,
-                    const std::wstring& url, const std::wstring& headers,
-                    const std::string& body, std::uint32_t& httpStatus, Sink&& sink) {
+// One WinHTTP exchange, for Send and Download alike.
+Status HttpExchange(const CShared& proxy, const wchar_t* verb, const std::wstring& url,
+                    const std::wstring& headers, const std::string& body, std::uint32_t& httpStatus,
+                    std::string& received) {
+    // Lengths without buffers: the parts point into url, the path running on to its end
+    // with the query.
     URL_COMPONENTS parts{};
     parts.dwStructSize = sizeof(parts);
-    wchar_t host[256] = {};
-    wchar_t path[2048] = {};
-    parts.lpszHostName = host;
-    parts.dwHostNameLength = 256;
-    parts.lpszUrlPath = path;
-    parts.dwUrlPathLength = 2048;
-    wchar_t extra[2048] = {};
-    parts.lpszExtraInfo = extra;
-    parts.dwExtraInfoLength = 2048;
+    parts.dwHostNameLength = static_cast<DWORD>(-1);
+    parts.dwUrlPathLength = static_cast<DWORD>(-1);
     if (!WinHttpCrackUrl(url.c_str(), 0, 0, &parts)) {
         return FromWin32(GetLastError());
     }
@@ -133,12 +132,12 @@ Status HttpExchange(const CCommunicationConfiguration& proxy, const wchar_t* ver
         proxyName.empty() ? WINHTTP_ACCESS_TYPE_NO_PROXY : WINHTTP_ACCESS_TYPE_NAMED_PROXY,
         proxyName.empty() ? WINHTTP_NO_PROXY_NAME : proxyName.c_str(), WINHTTP_NO_PROXY_BYPASS,
         0);
+    const std::wstring host(parts.lpszHostName, parts.dwHostNameLength);
     HINTERNET connection =
-        session != nullptr ? WinHttpConnect(session, host, parts.nPort, 0) : nullptr;
-    const std::wstring object = std::wstring(path) + extra;
+        session != nullptr ? WinHttpConnect(session, host.c_str(), parts.nPort, 0) : nullptr;
     HINTERNET request =
         connection != nullptr
-            ? WinHttpOpenRequest(connection, verb, object.c_str(), nullptr, WINHTTP_NO_REFERER,
+            ? WinHttpOpenRequest(connection, verb, parts.lpszUrlPath, nullptr, WINHTTP_NO_REFERER,
                                  WINHTTP_DEFAULT_ACCEPT_TYPES,
                                  parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE : 0)
             : nullptr;
@@ -165,7 +164,7 @@ Status HttpExchange(const CCommunicationConfiguration& proxy, const wchar_t* ver
         char buffer[8192];
         DWORD read = 0;
         while (WinHttpReadData(request, buffer, sizeof(buffer), &read) && read > 0) {
-            sink(buffer, read);
+            received.append(buffer, read);
         }
     }
     for (HINTERNET handle : {request, connection, session}) {
@@ -178,11 +177,7 @@ Status HttpExchange(const CCommunicationConfiguration& proxy, const wchar_t* ver
 
 class CCommunication final : public Counted<ICommunication> {
 public:
-    explicit CCommunication(CCommunicationConfiguration* configuration)
-        : configuration_(configuration) {
-        configuration_->AddRef();
-    }
-    ~CCommunication() override { configuration_->Release(); }
+    explicit CCommunication(SharedPtr shared) : shared_(std::move(shared)) {}
 
     Status CreateRequest(const char* url, IRequest** request) override {
         *request = new CRequest(url);
@@ -201,11 +196,8 @@ public:
         }
         std::string received;
         std::uint32_t code = 0;
-        Status status = HttpExchange(*configuration_, kVerbs[method], http->url, http->headers,
-                                     sent, code,
-                                     [&received](const char* data, DWORD size) {
-                                         received.append(data, size);
-                                     });
+        Status status = HttpExchange(*shared_.Get(), kVerbs[method], http->url, http->headers, sent,
+                                     code, received);
         if (httpStatus != nullptr) {
             *httpStatus = code;
         }
@@ -215,56 +207,49 @@ public:
         return status;
     }
     Status GetConfiguration(ICommunicationConfiguration** configuration) override {
-        configuration_->AddRef();
-        *configuration = configuration_;
+        shared_->AddRef();
+        *configuration = shared_.Get();
         return kStatusOk;
     }
 
 private:
-    CCommunicationConfiguration* configuration_;
+    SharedPtr shared_;
 };
 
 class CConfiguration final : public Counted<IConfigurationPrivate> {
 public:
-    CConfiguration(IRuntimeHost* host, std::shared_ptr<Defaults> defaults)
-        : host_(host), defaults_(std::move(defaults)) {
-        if (host_ != nullptr) {
-            host_->AddRef();
-        }
+    CConfiguration(IRuntimeHost* host, SharedPtr shared) : host_(host), shared_(std::move(shared)) {
+        host_->AddRef();
     }
-    ~CConfiguration() override {
-        if (host_ != nullptr) {
-            host_->Release();
-        }
-    }
+    ~CConfiguration() override { host_->Release(); }
     Status GetNumber(const wchar_t* key, std::uint32_t* value) override {
-        Status status = host_ != nullptr ? host_->GetNumber(key, value) : kStatusNotFound;
+        Status status = host_->GetNumber(key, value);
         if (status != kStatusNotFound) {
             return status;
         }
-        std::lock_guard<std::mutex> lock(defaults_->lock);
-        auto found = defaults_->numbers.find(key);
-        if (found == defaults_->numbers.end()) {
+        std::lock_guard<std::mutex> lock(shared_->lock);
+        auto found = shared_->numbers.find(key);
+        if (found == shared_->numbers.end()) {
             return kStatusNotFound;
         }
         *value = found->second;
         return kStatusOk;
     }
     Status SetNumber(const wchar_t* key, std::uint32_t value) override {
-        return host_ != nullptr ? host_->SetNumber(key, value) : kStatusNotFound;
+        return host_->SetNumber(key, value);
     }
     Status GetText(const wchar_t* key, wchar_t* buffer, std::uint32_t capacity) override {
-        Status status = host_ != nullptr ? host_->GetText(key, buffer, capacity) : kStatusNotFound;
+        Status status = host_->GetText(key, buffer, capacity);
         if (status != kStatusNotFound) {
             return status;
         }
-        std::lock_guard<std::mutex> lock(defaults_->lock);
-        auto found = defaults_->texts.find(key);
-        return found == defaults_->texts.end() ? kStatusNotFound
-                                              : CopyOut(found->second, buffer, capacity);
+        std::lock_guard<std::mutex> lock(shared_->lock);
+        auto found = shared_->texts.find(key);
+        return found == shared_->texts.end() ? kStatusNotFound
+                                             : CopyOut(found->second, buffer, capacity);
     }
     Status SetText(const wchar_t* key, const wchar_t* value) override {
-        return host_ != nullptr ? host_->SetText(key, value) : kStatusNotFound;
+        return host_->SetText(key, value);
     }
 
     std::wstring Text(const wchar_t* key) {
@@ -274,7 +259,7 @@ public:
 
 private:
     IRuntimeHost* host_;
-    std::shared_ptr<Defaults> defaults_;
+    SharedPtr shared_;
 };
 
 // Appends "time [LEVEL] [component] line" to the log file in the log folder.
@@ -309,14 +294,7 @@ private:
         static std::mutex fileLock;
         std::lock_guard<std::mutex> lock(fileLock);
         CreateDirectoryW(folder_.c_str(), nullptr);
-        HANDLE file = CreateFileW((folder_ + L"\\" + fileName_).c_str(), FILE_APPEND_DATA,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (file != INVALID_HANDLE_VALUE) {
-            DWORD written = 0;
-            WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-            CloseHandle(file);
-        }
+        Store(folder_ + L"\\" + fileName_, text, true);
     }
 
     std::wstring folder_;
@@ -326,43 +304,31 @@ private:
 
 class CResourceManager final : public Counted<IResourceManager> {
 public:
-    explicit CResourceManager(CCommunicationConfiguration* proxy) : proxy_(proxy) {
-        proxy_->AddRef();
-    }
-    ~CResourceManager() override { proxy_->Release(); }
+    explicit CResourceManager(SharedPtr shared) : shared_(std::move(shared)) {}
 
     Status Download(const wchar_t* url, wchar_t* path, std::uint32_t capacity) override {
+        const std::wstring address = url;
+        std::string received;
+        std::uint32_t code = 0;
+        Status status = HttpExchange(*shared_.Get(), L"GET", address, L"", "", code, received);
+        if (Failed(status)) {
+            return status;
+        }
+        if (code < 200 || code > 299) {
+            return FromWin32(ERROR_FILE_NOT_FOUND);
+        }
         wchar_t temp[MAX_PATH] = {};
         GetTempPathW(MAX_PATH, temp);
         const std::wstring folder =
             std::wstring(temp) + L"runtime-download-" + std::to_wstring(GetTickCount64());
         CreateDirectoryW(folder.c_str(), nullptr);
-        std::wstring address = url;
         const std::wstring file = folder + L"\\" + address.substr(address.find_last_of(L'/') + 1);
-        HANDLE out = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                 FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (out == INVALID_HANDLE_VALUE) {
-            return FromWin32(GetLastError());
-        }
-        std::uint32_t code = 0;
-        Status status = HttpExchange(*proxy_, L"GET", address, L"", "", code,
-                                     [out](const char* data, DWORD size) {
-                                         DWORD written = 0;
-                                         WriteFile(out, data, size, &written, nullptr);
-                                     });
-        CloseHandle(out);
-        if (!Failed(status) && (code < 200 || code > 299)) {
-            status = FromWin32(ERROR_FILE_NOT_FOUND);
-        }
-        if (Failed(status)) {
-            DeleteFileW(file.c_str());
-            return status;
-        }
-        return CopyOut(file, path, capacity);
+        return Store(file, received, false) ? CopyOut(file, path, capacity)
+                                            : FromWin32(GetLastError());
     }
 
 private:
-    CCommunicationConfiguration* proxy_;
+    SharedPtr shared_;
 };
 
 class CProcess final : public Counted<IProcess> {
@@ -405,41 +371,31 @@ public:
 
 class CRuntime final : public Counted<IRuntime> {
 public:
-    CRuntime(IRuntimeHost* host, std::shared_ptr<Defaults> defaults,
-             CCommunicationConfiguration* proxy)
-        : configuration_(new CConfiguration(host, std::move(defaults))), proxy_(proxy) {
-        proxy_->AddRef();
-    }
-    ~CRuntime() override {
-        configuration_->Release();
-        proxy_->Release();
-    }
+    CRuntime(IRuntimeHost* host, const SharedPtr& shared)
+        : configuration_(new CConfiguration(host, shared)), shared_(shared) {}
 
     Status GetCommunication(ICommunication** communication) override {
-        *communication = new CCommunication(proxy_);
+        *communication = new CCommunication(shared_);
         return kStatusOk;
     }
     Status CreateLogger(ILogger** logger) override {
         std::wstring folder = configuration_->Text(L"runtime://directory/log");
         if (folder.empty()) {
-            // By default the logs lie in the "log" folder of the agent's data folder.
-            std::wstring data = configuration_->Text(L"runtime://directory/data");
-            if (data.empty()) {
-                data = configuration_->Text(L"runtime://directory/database");
-                data = data.substr(0, data.find_last_of(L'\\'));
-            }
-            folder = data.empty() ? data : data + L"\\log";
+            // By default the logs lie in "log" beside the data folders.
+            const std::wstring database = configuration_->Text(L"runtime://directory/database");
+            folder = database.empty() ? database
+                                      : database.substr(0, database.find_last_of(L'\\')) + L"\\log";
         }
         *logger = new CLogger(folder);
         return kStatusOk;
     }
     Status GetConfiguration(IConfigurationPrivate** configuration) override {
         configuration_->AddRef();
-        *configuration = configuration_;
+        *configuration = configuration_.Get();
         return kStatusOk;
     }
     Status GetResourceManager(IResourceManager** resources) override {
-        *resources = new CResourceManager(proxy_);
+        *resources = new CResourceManager(shared_);
         return kStatusOk;
     }
     Status GetProcessManager(IProcessManager** processes) override {
@@ -448,56 +404,47 @@ public:
     }
 
 private:
-    CConfiguration* configuration_;
-    CCommunicationConfiguration* proxy_;
+    CObjectSmPtr<CConfiguration> configuration_;
+    SharedPtr shared_;
 };
 
 class CManagerConfiguration final : public Counted<IRuntimeManagerConfiguration> {
 public:
-    CManagerConfiguration(std::shared_ptr<Defaults> defaults, CCommunicationConfiguration* proxy)
-        : defaults_(std::move(defaults)), proxy_(proxy) {
-        proxy_->AddRef();
-    }
-    ~CManagerConfiguration() override { proxy_->Release(); }
+    explicit CManagerConfiguration(SharedPtr shared) : shared_(std::move(shared)) {}
 
     Status SetText(const wchar_t* key, const wchar_t* value) override {
-        std::lock_guard<std::mutex> lock(defaults_->lock);
-        defaults_->texts[key] = value;
+        std::lock_guard<std::mutex> lock(shared_->lock);
+        shared_->texts[key] = value;
         return kStatusOk;
     }
     Status SetNumber(const wchar_t* key, std::uint32_t value) override {
-        std::lock_guard<std::mutex> lock(defaults_->lock);
-        defaults_->numbers[key] = value;
+        std::lock_guard<std::mutex> lock(shared_->lock);
+        shared_->numbers[key] = value;
         return kStatusOk;
     }
     Status GetCommunicationConfiguration(ICommunicationConfiguration** configuration) override {
-        proxy_->AddRef();
-        *configuration = proxy_;
+        shared_->AddRef();
+        *configuration = shared_.Get();
         return kStatusOk;
     }
 
 private:
-    std::shared_ptr<Defaults> defaults_;
-    CCommunicationConfiguration* proxy_;
+    SharedPtr shared_;
 };
 
 class CRuntimeManager final : public Counted<IRuntimeManager> {
 public:
-    CRuntimeManager() : proxy_(new CCommunicationConfiguration()) {}
-    ~CRuntimeManager() override { proxy_->Release(); }
-
     Status GetConfiguration(IRuntimeManagerConfiguration** configuration) override {
-        *configuration = new CManagerConfiguration(defaults_, proxy_);
+        *configuration = new CManagerConfiguration(shared_);
         return kStatusOk;
     }
     Status CreateRuntime(IRuntimeHost* host, IRuntime** runtime) override {
-        *runtime = new CRuntime(host, defaults_, proxy_);
+        *runtime = new CRuntime(host, shared_);
         return kStatusOk;
     }
 
 private:
-    std::shared_ptr<Defaults> defaults_ = std::make_shared<Defaults>();
-    CCommunicationConfiguration* proxy_;
+    SharedPtr shared_{new CShared()};
 };
 
 }  // namespace
