@@ -8,67 +8,43 @@
 
 namespace {
 
-class AgentConfig : public ::testing::Test {
-protected:
-    std::wstring Staged() const { return temp_ / L"setup\\agentconfig.conf"; }
-    std::wstring Installed() const { return temp_ / L"agentconfig.conf"; }
-    void Install(const std::string& content) const {
-        std::ofstream(std::filesystem::path(Installed()), std::ios::binary) << content;
-    }
-    std::string Written(const SetupSettings& settings) const {
-        EXPECT_EQ(agent_config::WriteAgentConfig(settings, Staged(), Installed()), kStatusOk);
-        return test_support::ReadFileBytes(Staged());
-    }
-    test_support::TempFolder temp_;
-};
-
-// The keys' content is tested in pure/config_text_test; here the staged file.
-TEST_F(AgentConfig, StagedCopyHoldsTheSettings) {
-    SetupSettings settings;
-    settings.token = L"Token-1";
-    const std::string shortest = Written(settings);
+// The keys' content is tested in pure/config_text_test; here the staged file and whether it
+// asks the agent to register again; without an installed copy it never does (install_test).
+TEST(AgentConfig, StagedCopyHoldsTheSettingsAndRegistersOnlyForAnotherToken) {
+    const test_support::TempFolder temp;
+    const std::wstring staged = temp / L"setup\\agentconfig.conf";
+    const std::wstring installed = temp / L"agentconfig.conf";
+    auto install = [&](const std::string& content) {
+        std::ofstream(std::filesystem::path(installed), std::ios::binary) << content;
+    };
+    auto written = [&](const SetupSettings& settings) {
+        EXPECT_EQ(agent_config::WriteAgentConfig(settings, staged, installed), kStatusOk);
+        return test_support::ReadFileBytes(staged);
+    };
+    const SetupSettings settings{.token = L"Token-1"};
+    const std::string shortest = written(settings);
     EXPECT_EQ(shortest.find("[agent]\nbaseurl=\ntoken=Token-1\n"), 0u);
+    install("[agent]\ntoken=tOKEN-1\n");
+    EXPECT_EQ(written(settings), shortest) << "the same token in other case";
 
-    settings.proxyMode = 2;
-    settings.proxyPort = 8080;
-    settings.proxyPassword = L"a:b:c:ZGF0YQ==";
-    settings.debug = true;
-    settings.disableUpdates = true;
-    const std::string text = Written(settings);
+    const SetupSettings more{.disableUpdates = true, .token = L"Token-1", .proxyMode = 2,
+                             .proxyPassword = L"a:b:c:ZGF0YQ=="};
+    install("[agent]\ntoken=Other-Token\n");
+    const std::string text = written(more);
     EXPECT_NE(text.find("proxy_enabled=1\n"), std::string::npos);
-    EXPECT_NE(text.find("proxy_port=8080\n"), std::string::npos);
     EXPECT_NE(text.find("proxy_password_enc=a:b:c:ZGF0YQ==\n"), std::string::npos);
-    EXPECT_NE(text.find("proxy_auth_type=0\ndisable_updates=1\n"), std::string::npos);
-
-    SetupSettings fewer;
-    fewer.token = L"Token-1";
-    EXPECT_EQ(Written(fewer), shortest) << "a shorter rewrite leaves nothing of the longer";
-}
-
-TEST_F(AgentConfig, AFolderWhereTheStagedCopyGoesIsAWriteFailure) {
-    std::filesystem::create_directories(Staged());
-    SetupSettings settings;
-    settings.token = L"Token-1";
-    EXPECT_EQ(agent_config::WriteAgentConfig(settings, Staged(), Installed()),
-              kStatusFileWriteFailed);
-}
-
-TEST_F(AgentConfig, RegistrationIsRequiredOnlyForAnotherToken) {
-    SetupSettings settings;
-    settings.token = L"Invite-Token";
-    EXPECT_FALSE(agent_config::IsTokenChanged(settings.token, Installed()));
-
-    Install("[agent]\ntoken=iNVITE-tOKEN\n");
-    EXPECT_FALSE(agent_config::IsTokenChanged(settings.token, Installed()));
-    EXPECT_EQ(Written(settings).find("register_required"), std::string::npos);
-
-    Install("[agent]\ntoken=Other-Token\n");
-    EXPECT_NE(Written(settings).find("proxy_auth_type=0\nregister_required=1\n"),
+    EXPECT_NE(text.find("proxy_auth_type=0\nregister_required=1\ndisable_updates=1\n"),
               std::string::npos);
+    install("[agent]\ntoken=Token-1\n");
+    EXPECT_EQ(written(settings), shortest) << "a shorter rewrite leaves nothing of the longer";
 
-    std::filesystem::remove(Installed());
-    std::filesystem::create_directories(Installed());  // a folder is no installed copy
-    EXPECT_FALSE(agent_config::IsTokenChanged(settings.token, Installed()));
+    // A folder is no installed copy, and where the staged copy goes it fails the write.
+    std::filesystem::remove(installed);
+    std::filesystem::create_directories(installed);
+    EXPECT_FALSE(agent_config::IsTokenChanged(settings.token, installed));
+    std::filesystem::remove(staged);
+    std::filesystem::create_directories(staged);
+    EXPECT_EQ(agent_config::WriteAgentConfig(settings, staged, installed), kStatusFileWriteFailed);
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "sys/process_sys.h"
+#include "sys/scope_exit.h"
 #include "sys/unique_handle.h"
 #include "tests/support/test_support.h"
 
@@ -29,25 +30,21 @@ TEST(ProcessOutput, CapturesStdoutAndTrimsOneCrLf) {
     EXPECT_EQ(CaptureFrom(L"out hello\\r\\n"), L"hello");
     EXPECT_EQ(CaptureFrom(L"out two\\r\\n\\r\\n"), L"two\r\n");
     EXPECT_EQ(CaptureFrom(L"out lf-only\\n"), L"lf-only\n");
-    EXPECT_EQ(CaptureFrom(L"out plain"), L"plain");
     EXPECT_EQ(CaptureFrom(L"exit 0"), L"");
     // More than one read buffer, written in pieces while the parent reads.
-    EXPECT_EQ(CaptureFrom(L"repeat 700 0123456789"), [] {
-        std::wstring expected;
-        for (int i = 0; i < 700; ++i) {
-            expected += L"0123456789";
-        }
-        return expected;
-    }());
+    std::wstring digits;
+    for (int i = 0; i < 700; ++i) {
+        digits += L"0123456789";
+    }
+    EXPECT_EQ(CaptureFrom(L"repeat 700 0123456789"), digits);
 }
 
-// Real tools misbehave: some never end, some write megabytes of errors nobody reads.
+// Real tools misbehave: some never end, some write megabytes of errors nobody reads. That
+// the limit holds shows in install_steps_test (SystemInfo); here what was read by then.
 TEST(ProcessOutput, ReadingIsBoundedAndErrorsNeverStallTheChild) {
     ChildProcess endless(ChildCommand(L"out partial sleep 60000"), ChildStreams::kOutput);
     ASSERT_TRUE(endless.Started());
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(endless.ReadOutput(1500), L"partial");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     TerminateProcess(endless.Process(), 1);
 
     // Far more than a pipe holds, on the error stream, before the one line that counts.
@@ -77,89 +74,41 @@ TEST(ProcessWait, LimitsAndExitCodes) {
     EXPECT_FALSE(missing.Started());
 }
 
-TEST(ProcessWait, SecondProcessByName) {
-    test_support::TempFolder folder;
-    const std::wstring name = L"second_" + std::to_wstring(GetCurrentProcessId()) + L".exe";
-    test_support::CopyBuiltProgram(L"test_child.exe", folder.Path(), name);
-
-    // Without a limit the second process is only looked at once.
-    ChildProcess second(BuildCommandLine(folder / name, L"sleep 3000 exit 9"),
-                        ChildStreams::kInherit);
-    ASSERT_TRUE(second.Started());
-    std::uint32_t secondCode = 0;
-    ChildProcess first(ChildCommand(L"exit 0"), ChildStreams::kInherit);
-    first.SetSecondProcess(name.c_str(), &secondCode);
-    EXPECT_EQ(first.Wait(0), kStatusWaitFailed);
-    EXPECT_EQ(secondCode, 0u);
-
-    // Names are matched without regard to case.
-    std::wstring upper = name;
-    for (wchar_t& c : upper) {
-        c = towupper(c);
-    }
-    EXPECT_EQ(GetPidsByName(upper), std::set<DWORD>{second.ProcessId()});
-    EXPECT_TRUE(GetPidsByName(L"no_such_program.exe").empty());
-
-    ChildProcess waiting(ChildCommand(L"exit 0"), ChildStreams::kInherit);
-    waiting.SetSecondProcess(upper.c_str(), &secondCode);
-    EXPECT_EQ(waiting.Wait(30000), kStatusOk);
-    EXPECT_EQ(secondCode, 9u);
-}
-
-// Saves the PATH variable and puts it back, whatever the test did to it.
-class ProcessEnvironment : public ::testing::Test {
-protected:
-    void SetUp() override {
-        wchar_t buffer[32767] = {};
-        GetEnvironmentVariableW(L"PATH", buffer, 32767);
-        savedPath_ = buffer;
-    }
-    void TearDown() override {
-        SetEnvironmentVariableW(L"PATH", nullptr);
-        SetEnvironmentVariableW(L"PATH", savedPath_.c_str());
-    }
-    static std::vector<std::wstring> Entries(const std::vector<wchar_t>& block) {
+// Children find the programs beside setup.exe: its folder ends the PATH however it is
+// spelt, and without a PATH the block is passed on as it is.
+TEST(ProcessEnvironment, ChildrenFindProgramsBesideSetup) {
+    wchar_t saved[32767] = {};
+    GetEnvironmentVariableW(L"PATH", saved, 32767);
+    const ScopeExit restore([&] { SetEnvironmentVariableW(L"PATH", saved); });
+    EXPECT_EQ(CaptureFrom(L"env PATH"), std::wstring(saved) + L";" + BinFolder());
+    auto entries = [](const wchar_t* block) {
         std::vector<std::wstring> entries;
-        for (const wchar_t* p = block.data(); *p != L'\0'; p += wcslen(p) + 1) {
+        for (const wchar_t* p = block; *p != L'\0'; p += wcslen(p) + 1) {
             entries.emplace_back(p);
         }
         return entries;
-    }
-    std::wstring savedPath_;
-};
-
-TEST_F(ProcessEnvironment, ChildrenFindProgramsBesideSetup) {
-    const std::wstring path = CaptureFrom(L"env PATH");
-    EXPECT_EQ(path, savedPath_ + L";" + BinFolder());
-
+    };
     SetEnvironmentVariableW(L"PATH", nullptr);
+    wchar_t* current = GetEnvironmentStringsW();
+    const std::vector<wchar_t> unchanged = GetModifiedPath();
+    EXPECT_EQ(entries(unchanged.data()), entries(current));
+    FreeEnvironmentStringsW(current);
+    ASSERT_GE(unchanged.size(), 2u);
+    EXPECT_EQ(std::wstring(unchanged.end() - 2, unchanged.end()), std::wstring(2, L'\0'));
+
     SetEnvironmentVariableW(L"Path", L"C:\\tools");
-    std::vector<std::wstring> entries = Entries(GetModifiedPath());
-    EXPECT_NE(std::find(entries.begin(), entries.end(), L"Path=C:\\tools;" + BinFolder()),
-              entries.end());
-}
-
-TEST_F(ProcessEnvironment, WithoutPathTheBlockIsUnchanged) {
-    SetEnvironmentVariableW(L"PATH", nullptr);
-    std::vector<std::wstring> current;
-    if (wchar_t* block = GetEnvironmentStringsW()) {
-        for (const wchar_t* p = block; *p != L'\0'; p += wcslen(p) + 1) {
-            current.emplace_back(p);
-        }
-        FreeEnvironmentStringsW(block);
-    }
-    const std::vector<wchar_t> modified = GetModifiedPath();
-    EXPECT_EQ(Entries(modified), current);
-    ASSERT_GE(modified.size(), 2u);
-    EXPECT_EQ(modified[modified.size() - 1], L'\0');
-    EXPECT_EQ(modified[modified.size() - 2], L'\0');
+    const std::vector<std::wstring> withPath = entries(GetModifiedPath().data());
+    EXPECT_NE(std::find(withPath.begin(), withPath.end(), L"Path=C:\\tools;" + BinFolder()),
+              withPath.end());
 }
 
 TEST(ProcessIdentity, OwnProcessQueries) {
+    EXPECT_EQ(GetPidsByName(L"PROCESS_TESTS.EXE").count(GetCurrentProcessId()), 1u)
+        << "names are matched without regard to case";
+    EXPECT_TRUE(GetPidsByName(L"no_such_program.exe").empty());
     EXPECT_FALSE(IsRunningAsLocalSystem());
     bool wasEnabled = false;
     EXPECT_TRUE(EnableShutdownPrivilege(wasEnabled));
-    EXPECT_EQ(GetModulePath(), BinFolder() + L"\\process_tests.exe");
     EXPECT_EQ(FolderOf(L"\\x.exe"), L"\\");
 }
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,14 +31,11 @@ public:
     std::vector<std::wstring> calls;
 
 private:
-    Status Note(const wchar_t* name, const wchar_t* text) {
-        calls.push_back(std::wstring(name) + L"(" + text + L")");
+    Status Note(const wchar_t* name, const std::wstring& value) {
+        calls.push_back(std::wstring(name) + L"(" + value + L")");
         return kStatusOk;
     }
-    template <class Number>
-    Status Note(const wchar_t* name, Number value) {
-        return Note(name, std::to_wstring(value).c_str());
-    }
+    Status Note(const wchar_t* name, long long value) { return Note(name, std::to_wstring(value)); }
 };
 
 std::vector<std::wstring> Handover(const SetupSettings& settings) {
@@ -47,186 +44,123 @@ std::vector<std::wstring> Handover(const SetupSettings& settings) {
     return proxy.calls;
 }
 
-TEST(ProxyHandover, DirectConnectionForModesZeroAndOne) {
-    SetupSettings settings;
-    settings.proxyServer = L"proxy.example";
+TEST(ProxyHandover, EverySettingInOrderAndOnlyWhatIsGiven) {
+    SetupSettings settings{.token = L"0123456789abcdefghijklmnopqrstuvWXYZ",
+                           .proxyServer = L"proxy.example", .proxyPort = 3128,
+                           .proxyAuthEnabled = true, .proxyLogin = L"ops", .proxyType = 2,
+                           .proxyAuthType = 1};
     EXPECT_EQ(Handover(settings), std::vector<std::wstring>{L"EnableProxy(0)"});
-    settings.proxyMode = 1;
+    settings.proxyMode = 1;  // direct as well
     EXPECT_EQ(Handover(settings), std::vector<std::wstring>{L"EnableProxy(0)"});
-}
 
-TEST(ProxyHandover, EverySettingInOrder) {
-    SetupSettings settings;
     settings.proxyMode = 3;
-    settings.proxyServer = L"proxy.example";
-    settings.proxyPort = 3128;
-    settings.proxyAuthEnabled = true;
-    settings.proxyLogin = L"ops";
-    settings.token = L"0123456789abcdefghijklmnopqrstuvWXYZ";
-    const std::string sealed = test_support::SealProxyPassword(
-        "s3cret", test_support::Narrow(settings.token));
+    const std::string sealed =
+        test_support::SealProxyPassword("s3cret", test_support::Narrow(settings.token));
     settings.proxyPassword = L"v1:k:n:" + std::wstring(sealed.begin(), sealed.end());
-    settings.proxyType = 2;
-    settings.proxyAuthType = 1;
-    const std::vector<std::wstring> expected = {
-        L"EnableProxy(1)",       L"SetProxyAutoDetect(1)", L"SetProxyServer(proxy.example)",
-        L"SetProxyPort(3128)",   L"SetProxyAuthentication(1)", L"SetProxyLogin(ops)",
-        L"SetProxyPassword(s3cret)", L"SetProxyType(2)", L"SetAuthenticationScheme(8)"};
-    EXPECT_EQ(Handover(settings), expected);
+    EXPECT_EQ(Handover(settings),
+              (std::vector<std::wstring>{
+                  L"EnableProxy(1)", L"SetProxyAutoDetect(1)", L"SetProxyServer(proxy.example)",
+                  L"SetProxyPort(3128)", L"SetProxyAuthentication(1)", L"SetProxyLogin(ops)",
+                  L"SetProxyPassword(s3cret)", L"SetProxyType(2)", L"SetAuthenticationScheme(8)"}));
 
-    // Unset texts and ports are left out; a password that does not open is left out.
+    // Unset texts and ports are left out, -1 too; a password that does not open is left out.
     settings.proxyMode = 2;
     settings.proxyServer.clear();
     settings.proxyLogin.clear();
-    settings.proxyPort = 0;
+    settings.proxyPort = 0xFFFFFFFF;
     settings.token = L"another-token-of-thirty-two-chars!!";
+    settings.proxyAuthType = 4;  // no scheme
+    std::vector<std::wstring> expected = {L"EnableProxy(1)", L"SetProxyAutoDetect(0)",
+                                          L"SetProxyAuthentication(1)", L"SetProxyType(2)"};
+    EXPECT_EQ(Handover(settings), expected);
     settings.proxyAuthType = 2;
-    EXPECT_EQ(Handover(settings),
-              (std::vector<std::wstring>{L"EnableProxy(1)", L"SetProxyAutoDetect(0)",
-                                         L"SetProxyAuthentication(1)", L"SetProxyType(2)",
-                                         L"SetAuthenticationScheme(1)"}));
-    settings.proxyPort = 0xFFFFFFFF;  // not given
+    expected.push_back(L"SetAuthenticationScheme(1)");
+    EXPECT_EQ(Handover(settings), expected);
+    settings.proxyPort = 0;
     settings.proxyAuthType = 3;
-    const std::vector<std::wstring> calls = Handover(settings);
-    EXPECT_EQ(calls.back(), L"SetAuthenticationScheme(4)");
-    for (const std::wstring& call : calls) {
-        EXPECT_EQ(call.find(L"SetProxyPort"), std::wstring::npos) << "-1 is no port";
-    }
-    settings.proxyAuthType = 4;
-    EXPECT_EQ(Handover(settings).back(), L"SetProxyType(2)");
+    expected.back() = L"SetAuthenticationScheme(4)";
+    EXPECT_EQ(Handover(settings), expected);
 }
 
-// Records the lines handed to the logger with their level.
-class RecordingLogger final : public CObjectBase<ILogger> {
-public:
-    Status SetLogFileName(const wchar_t* name) override {
-        fileName = name;
-        return kStatusOk;
-    }
-    Status SetComponentName(const wchar_t* name) override {
-        component = name;
-        return kStatusOk;
-    }
-    void Debug(const wchar_t* line) override { lines.emplace_back(L"debug", line); }
-    void Info(const wchar_t* line) override { lines.emplace_back(L"info", line); }
-    void Warning(const wchar_t* line) override { lines.emplace_back(L"warning", line); }
-    void Error(const wchar_t* line) override { lines.emplace_back(L"error", line); }
-    std::wstring fileName;
-    std::wstring component;
-    std::vector<std::pair<std::wstring, std::wstring>> lines;
-};
-
-class LoggerRuntime final : public CObjectBase<IRuntime> {
-public:
-    explicit LoggerRuntime(RecordingLogger* logger) : logger_(logger) {}
-    Status GetCommunication(ICommunication**) override { return kStatusNotImplemented; }
-    Status CreateLogger(ILogger** logger) override {
-        logger_->AddRef();
-        *logger = logger_;
-        return kStatusOk;
-    }
-    Status GetConfiguration(IConfigurationPrivate**) override { return kStatusNotImplemented; }
-    Status GetResourceManager(IResourceManager**) override { return kStatusNotImplemented; }
-    Status GetProcessManager(IProcessManager**) override { return kStatusNotImplemented; }
-
-private:
-    RecordingLogger* logger_;
-};
-
-void WriteEachForm(CLogging& log) {
+// Each line form at its level, in the file the testbed runtime's logger writes; written
+// before the logger is attached, the lines wait for it.
+TEST(Logging, LineFormsAndLevels) {
+    test_support::TempFolder logs;
+    ASSERT_EQ(WriteRuntimeText(L"runtime://directory/log", logs.Path()), kStatusOk);
+    CLibraryLoader loader;
+    CObjectSmPtr<CRuntimeSettings> host(new CRuntimeSettings());
+    RuntimeSession session;
+    ASSERT_EQ(StartRuntime(loader, test_support::BinFolder(), SetupSettings(), host.Get(), session),
+              kStatusOk);
+    CLogging log(kInstallerLogFile, L"Installer");
     constexpr char kFunction[] = "AgentInstaller::Install";
     log.Info(kFunction, L"Installing agent service...");
     log.Info(kFunction, L"not found", kStatusNotFound);
     log.Warning(kFunction, L"remark", 1);
     log.Result(kFunction, kStatusOk);
+    EXPECT_EQ(log.SetupLogging(nullptr), kStatusNoRuntime);
+    ASSERT_EQ(log.SetupLogging(session.runtime.Get()), kStatusOk);
     log.Result(kFunction, kStatusNoRuntime);
     log.InfoPrefixed(kFunction, L"Remote deployment id - [r-1]");
     log.Trace(kFunction);
     EXPECT_EQ(log.Check(kStatusOk, kFunction, L"not logged"), kStatusOk);
     EXPECT_EQ(log.Check(kStatusInviteGone, kFunction, L"checked"), kStatusInviteGone);
-}
+    DeleteRuntimeValue(L"runtime://directory/log");
 
-TEST(Logging, LineFormsAndLevels) {
-    CLogging log(kInstallerLogFile, L"Installer");
-
-    CObjectSmPtr<RecordingLogger> logger(new RecordingLogger());
-    LoggerRuntime runtime(logger.Get());
-    ASSERT_EQ(log.SetupLogging(&runtime), kStatusOk);
-    EXPECT_EQ(logger->fileName, L"agentinstaller.log");
-    EXPECT_EQ(logger->component, L"Installer");
-    EXPECT_EQ(log.SetupLogging(nullptr), kStatusNoRuntime);
-    ASSERT_EQ(log.SetupLogging(&runtime), kStatusOk);
-
-    WriteEachForm(log);
-    // Level and message after "file(line) function: "; a trace is the place alone.
-    const std::vector<std::pair<std::wstring, std::wstring>> expected = {
-        {L"info", L"Installing agent service..."}, {L"info", L"not found [0x80000013]"},
-        {L"warning", L"remark"},                   {L"debug", L"OK"},
-        {L"error", L"Failed: [0x80000001]"},        {L"info", L"Remote deployment id - [r-1]"},
-        {L"debug", L""},                            {L"error", L"checked [0x80000064]"}};
-    ASSERT_EQ(logger->lines.size(), expected.size());
-    const std::wregex form(LR"(runtime_test\.cpp\(\d+\) AgentInstaller::Install(: (.*))?)");
-    for (size_t i = 0; i < expected.size(); ++i) {
-        std::wsmatch match;
-        ASSERT_TRUE(std::regex_match(logger->lines[i].second, match, form))
-            << test_support::Narrow(logger->lines[i].second);
-        EXPECT_EQ(std::make_pair(logger->lines[i].first, match[2].str()), expected[i]) << i;
+    // "time [LEVEL] [component] file(line) function: message"; a trace is the place alone.
+    const std::regex form(R"([-\d]+ [\d:.]+ \[([A-Z]+)\] \[Installer\] )"
+                          R"(runtime_test\.cpp\(\d+\) AgentInstaller::Install(: (.*))?\r)");
+    std::istringstream file(test_support::ReadFileBytes(logs / L"agentinstaller.log"));
+    std::vector<std::pair<std::string, std::string>> lines;
+    for (std::string line; std::getline(file, line);) {
+        std::smatch match;
+        ASSERT_TRUE(std::regex_match(line, match, form)) << line;
+        lines.emplace_back(match[1], match[3]);
     }
-}
+    const decltype(lines) expected = {
+        {"INFO", "Installing agent service..."}, {"INFO", "not found [0x80000013]"},
+        {"WARNING", "remark"}, {"DEBUG", "OK"}, {"ERROR", "Failed: [0x80000001]"},
+        {"INFO", "Remote deployment id - [r-1]"}, {"DEBUG", ""}, {"ERROR", "checked [0x80000064]"}};
+    EXPECT_EQ(lines, expected);
 
-TEST(Logging, BothPrefixFormsAgreeAtAnyLength) {
+    // The older way to print the prefix gives the same at any length.
+    const char kFile[] = "C:\\src\\setup\\install\\agent_installer.cpp";
     const std::string longName = "AgentInstaller::" + std::string(600, 'x');
-    const std::wstring longMessage(700, L'm');
-    EXPECT_EQ(CLogging::FormatPrefix("C:\\src\\setup\\install\\agent_installer.cpp", 42,
-                                     longName.c_str()) +
-                  longMessage,
-              CLogging::FormatLine("C:\\src\\setup\\install\\agent_installer.cpp", 42,
-                                   longName.c_str(), longMessage, kStatusOk));
-    EXPECT_EQ(CLogging::FormatLine("/src/setup/auth/auth.cpp", 7, "CAuth::Exchange", L"m",
-                                   kStatusInviteGone),
-              L"auth.cpp(7) CAuth::Exchange: m [0x80000064]");
+    const std::wstring line = CLogging::FormatLine(kFile, 42, longName.c_str(), L"m", kStatusOk);
+    EXPECT_EQ(CLogging::FormatPrefix(kFile, 42, longName.c_str()) + L"m", line);
+    EXPECT_EQ(line.rfind(L"agent_installer.cpp(42) AgentInstaller::xxx", 0), 0u);
 }
 
-TEST(LibraryLoader, CachesByLowerCaseNameAndUnloadsWhenUnused) {
-    EXPECT_EQ(CLibraryLoader::CacheKey(L"Runtime"), L"runtime.dll");
+// A library goes when no object of it lives, and never from under a live one, even when
+// its loader goes first.
+TEST(LibraryLoader, CachesByLowerCaseNameAndUnloadsOnlyWhenUnused) {
     EXPECT_EQ(CLibraryLoader::CacheKey(L"C:\\agent\\RUNTIME.DLL"), L"runtime.dll");
-
-    CLibraryLoader loader;
-    HMODULE runtime = loader.Load(L"Runtime");
-    ASSERT_NE(runtime, nullptr);
-    EXPECT_EQ(loader.Load(L"runtime.dll"), runtime);
-    EXPECT_EQ(loader.GetLoaded(L"RUNTIME"), runtime);
-    HMODULE sqlite = loader.Load(L"sqlite3");
-    ASSERT_NE(sqlite, nullptr) << "sqlite3.dll has no GetLockCount export";
-
     CObjectSmPtr<IRuntimeManager> manager;
-    ASSERT_EQ(LoadRuntimeManager(loader, test_support::BinFolder(), manager), kStatusOk);
-    loader.UnloadUnused();
-    EXPECT_EQ(loader.GetLoaded(L"runtime"), runtime) << "a live manager keeps it loaded";
-    manager.Reset();
-    loader.UnloadUnused();
-    EXPECT_EQ(loader.GetLoaded(L"runtime"), nullptr);
-    EXPECT_EQ(loader.GetLoaded(L"sqlite3"), sqlite);
-    EXPECT_EQ(loader.Load(L"no_such_library"), nullptr);
-}
-
-TEST(LibraryLoader, NeverFreesALibraryUnderLiveObjects) {
-    CObjectSmPtr<IRuntimeManager> manager;
-    HMODULE runtime = nullptr;
     {
         CLibraryLoader loader;
+        HMODULE runtime = loader.Load(L"Runtime");
+        ASSERT_NE(runtime, nullptr);
+        EXPECT_EQ(loader.Load(L"runtime.dll"), runtime);
+        EXPECT_EQ(loader.GetLoaded(L"RUNTIME"), runtime);
+        HMODULE sqlite = loader.Load(L"sqlite3");
+        ASSERT_NE(sqlite, nullptr) << "sqlite3.dll has no GetLockCount export";
+        EXPECT_EQ(loader.Load(L"no_such_library"), nullptr);
+
         ASSERT_EQ(LoadRuntimeManager(loader, test_support::BinFolder(), manager), kStatusOk);
-        runtime = loader.GetLoaded(L"runtime");
+        loader.UnloadUnused();
+        EXPECT_EQ(loader.GetLoaded(L"runtime"), runtime) << "a live manager keeps it loaded";
+        manager.Reset();
+        loader.UnloadUnused();
+        EXPECT_EQ(loader.GetLoaded(L"runtime"), nullptr);
+        EXPECT_EQ(loader.GetLoaded(L"sqlite3"), sqlite);
+
+        ASSERT_EQ(LoadRuntimeManager(loader, test_support::BinFolder(), manager), kStatusOk);
     }
-    HMODULE stillThere = nullptr;
-    EXPECT_TRUE(GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                                       GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                                   reinterpret_cast<LPCWSTR>(runtime), &stillThere));
-    EXPECT_EQ(stillThere, runtime);
+    // Both run code of the library: unmapped, the test would crash here.
     CObjectSmPtr<IRuntimeManagerConfiguration> configuration;
     EXPECT_EQ(manager->GetConfiguration(configuration.Receive()), kStatusOk);
     configuration.Reset();
-    manager.Reset();  // runs code of the library: it must still be mapped
+    manager.Reset();
 }
 
 TEST(RuntimeSettings, NumbersAndTextsThroughTheRegistry) {

@@ -11,6 +11,7 @@
 
 #include "setup/install/package_manifest.h"
 #include "sys/process_sys.h"
+#include "sys/text_sys.h"
 
 namespace test_support {
 
@@ -40,25 +41,20 @@ void CopyBuiltProgram(const std::wstring& builtName, const std::wstring& folder,
 }
 
 DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs) {
-    std::wstring mutableLine = commandLine;
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info{};
-    // Wine now and then fails a process start with ERROR_INTERNAL_ERROR when the machine is
-    // busy; the program under test never ran then, so starting it again is safe.
-    BOOL started = FALSE;
-    DWORD error = 0;
-    for (int attempt = 0; attempt < 5 && !started; ++attempt) {
-        mutableLine = commandLine;
-        started = CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                                 nullptr, &startup, &info);
-        error = started ? 0 : GetLastError();
-        if (!started && error != ERROR_INTERNAL_ERROR)
-            break;
-        if (!started)
-            Sleep(500);
+    // A busy Wine now and then fails a start with ERROR_INTERNAL_ERROR; nothing ran, so retry.
+    DWORD error = ERROR_INTERNAL_ERROR;
+    for (int attempt = 0; attempt < 5 && error == ERROR_INTERNAL_ERROR; ++attempt) {
+        Sleep(attempt > 0 ? 500 : 0);
+        std::wstring mutableLine = commandLine;
+        error = CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                               nullptr, &startup, &info)
+                    ? ERROR_SUCCESS
+                    : GetLastError();
     }
-    if (!started) {
+    if (error != ERROR_SUCCESS) {
         ADD_FAILURE() << "cannot start " << Narrow(commandLine) << ": error " << error;
         return 0xDEADBEEF;
     }
@@ -88,7 +84,8 @@ bool FileExists(const std::wstring& path) {
 std::string ManifestOf(const std::wstring& folder) {
     std::vector<package_manifest::Entry> entries;
     for (const char* name : {"agentsvc.exe", "runtime.dll", "sqlite3.dll"}) {
-        const std::string bytes = ReadFileBytes(folder + L"\\" + std::wstring(name, name + strlen(name)));
+        const std::string bytes =
+            ReadFileBytes(folder + L"\\" + std::wstring(name, name + strlen(name)));
         entries.push_back({name, bytes.size(), package_manifest::Sha256Hex(bytes)});
     }
     return package_manifest::Format(entries);
@@ -112,11 +109,8 @@ std::vector<std::wstring> PendingRenameSources() {
 }
 
 std::string Narrow(const std::wstring& text) {
-    int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                     nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(),
-                        length, nullptr, nullptr);
+    std::string narrow;
+    text_sys::WideToUtf8(text, narrow);  // a lone surrogate shows as U+FFFD
     return narrow;
 }
 
@@ -129,10 +123,9 @@ constexpr const wchar_t* kLookalikeLibraries[] = {L"version", L"wtsapi32", L"uxt
                                                   L"gdiplus", L"comctl32"};
 constexpr const wchar_t* kLookalikeTools[] = {L"schtasks.exe", L"systeminfo.exe"};
 
-// Whether this system's own user32 loads a version.dll lying beside a windowed program
-// before the program's first line runs, whatever the program does. Then no program can
-// keep that copy out, and the test can only show that setup.exe's own loads avoid it. The
-// repro runs under setup.exe's name, so that it gets the same load-order settings.
+// Whether the system's own user32 loads a version.dll beside any windowed program before its
+// first line runs; then only setup.exe's own loads can be shown to avoid it. The repro runs
+// as setup.exe, for the same load-order settings.
 bool SystemLoadsVersionBesideAnyProgram() {
     const TempFolder folder;
     CopyBuiltProgram(L"planted_library.dll", folder.Path(), L"version.dll");
@@ -166,9 +159,8 @@ ActiveSessionLibrary::~ActiveSessionLibrary() {
 }
 
 PlantedLookalikes::PlantedLookalikes(const std::wstring& folder) : folder_(folder) {
-    // Wine takes its own copy of a system library first unless told otherwise; this makes
-    // setup.exe take the first file of the name it finds, as Windows does. A child started
-    // from here reads it from the registry under its own name.
+    // Wine prefers its own copy of a system library; this makes setup.exe, and each child
+    // started under that name, take the first file it finds, as Windows does.
     for (const wchar_t* library : kLookalikeLibraries) {
         EXPECT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kSetupOverrides, library, REG_SZ,
                                   L"native,builtin", sizeof(L"native,builtin")),

@@ -39,16 +39,14 @@ std::string ReadFileBytes(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 std::string Narrow(const std::wstring& text);
 
-// A package manifest of the agent's files in folder, for installations this test program
-// runs itself from the folder it was built in.
+// A package manifest of the agent's files in folder, for installations run in-process.
 std::string ManifestOf(const std::wstring& folder);
 
 // The sources of the machine's delete-at-restart entries, in their order.
 std::vector<std::wstring> PendingRenameSources();
 
-// Wine lists no logged-on session. While this lives, the session enumeration that reports
-// the caller's session active (session_active\wtsapi32.dll) is the system folder's
-// wtsapi32.dll, where setup.exe takes it from, and Wine prefers it for setup.exe.
+// Wine lists no logged-on session. While this lives, the system folder's wtsapi32.dll, which
+// setup.exe is made to prefer, is session_active\wtsapi32.dll: the caller's session is active.
 class ActiveSessionLibrary {
 public:
     ActiveSessionLibrary();
@@ -60,10 +58,9 @@ private:
     std::wstring installed_, original_;
 };
 
-// Libraries and tools named like the system's that setup.exe uses, planted in a folder.
-// Each leaves a marker when it is loaded or started. While this lives, setup.exe prefers
-// such a library to Wine's own, as Windows takes the first file of the name it finds: only
-// the search order keeps them out.
+// Libraries and tools named like the system's that setup.exe uses, planted in a folder, each
+// leaving a marker when loaded or started. While this lives, setup.exe takes the first file
+// of a name it finds, as Windows does: only the search order keeps them out.
 class PlantedLookalikes {
 public:
     explicit PlantedLookalikes(const std::wstring& folder);
