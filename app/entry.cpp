@@ -5,13 +5,16 @@
 #include <exception>
 #include <memory>
 
+#include "app/run_result.h"
 #include "app/single_instance.h"
 #include "resources/resource.h"
 #include "setup/agent_folders.h"
 #include "setup/branding/branding.h"
+#include "setup/exit_codes.h"
 #include "setup/install/agent_installer.h"
 #include "setup/install/package_check.h"
 #include "setup/language.h"
+#include "setup/log_copy.h"
 #include "setup/logging.h"
 #include "setup/recovery.h"
 #include "setup/setup_settings.h"
@@ -26,6 +29,18 @@
 
 namespace {
 
+constexpr char kDispatch[] = "Dispatch";
+
+// A copy that cannot be made (a relative path, a link there) leaves the run without one;
+// the debug output says why, since the copy is where the run would have said it.
+void StartLogCopy(const std::wstring& path) {
+    if (!path.empty() && Failed(log_copy::Start(path))) {
+        OutputDebugStringW(
+            (L"setup: no copy of the log at " + path + L": not an absolute path to a plain file\n")
+                .c_str());
+    }
+}
+
 void SetCurrentDirectoryToSystemFolder() {
     wchar_t folder[MAX_PATH] = {};
     UINT length = GetSystemDirectoryW(folder, MAX_PATH);
@@ -38,8 +53,11 @@ std::wstring PathBesideSetup(const wchar_t* fileName) {
     return agent_folders::SetupFolder() + L"\\" + fileName;
 }
 
-DWORD RunSilent(SetupSettings& settings, const InstallerEnvironment& environment) {
+DWORD RunSilent(SetupSettings& settings, const InstallerEnvironment& environment,
+                CLogging& runLog, RunEnd& end) {
     if (!process_sys::IsAdministratorsMember()) {
+        runLog.Error(kDispatch, L"A silent run needs a member of the Administrators group",
+                     kStatusNotAdministrator);
         return static_cast<DWORD>(kStatusNotAdministrator);
     }
     if (settings.install) {
@@ -49,6 +67,7 @@ DWORD RunSilent(SetupSettings& settings, const InstallerEnvironment& environment
             AgentInstaller installer(settings, GetBranding(), log, environment);
             status = installer.Install(nullptr);
         }
+        end.status = static_cast<std::uint32_t>(status);
         if (status != kStatusOk && status != kStatusRestartNeeded) {
             return static_cast<DWORD>(status);
         }
@@ -68,10 +87,14 @@ DWORD RunSilent(SetupSettings& settings, const InstallerEnvironment& environment
         // Only whether the agent's mutex exists matters; the probe closes at once.
         if (!recovery.agentStarted &&
             !UniqueKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kAgentMutex))) {
+            log.Error(kDispatch, L"The agent does not run; a silent removal needs it running");
             return kExitAgentNotRunning;
         }
-        return static_cast<DWORD>(UninstallAgent(settings, GetBranding(), log, nullptr,
-                                                 settings.password, environment.faultAt));
+        const Status removed =
+            UninstallAgent(settings, GetBranding(), log, nullptr, settings.password,
+                           environment.faultAt, &run_record::ProcessTrace());
+        end.status = static_cast<std::uint32_t>(removed);
+        return static_cast<DWORD>(removed);
     }
     return kExitNothingToDo;
 }
@@ -138,13 +161,20 @@ DWORD RunChildProgram(const std::wstring& programPath, const wchar_t* arguments)
 }
 
 static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail,
-                      const InstallerEnvironment& environment) {
+                      const InstallerEnvironment& environment, RunEnd& end) {
     // Keeps the run from holding the launch folder open and gives relative paths a fixed
     // meaning. Library loading does not depend on it: wWinMain restricts that already.
     SetCurrentDirectoryToSystemFolder();
 
     SetupSettings& settings = GetSetupSettings();
-    if (!ParseCommandLine(settings)) {
+    const bool parsed = ParseCommandLine(settings);
+    // Lines of the run itself; they reach the copy and, as errors, the debug output, since
+    // the installer's log only exists once a sequence has loaded the runtime.
+    CLogging log(kInstallerLogFile, kInstallerComponent);
+    StartLogCopy(settings.logCopyPath);
+    if (!parsed) {
+        log.Error(kDispatch, L"Missing parameters: the command line could not be read",
+                  kStatusMissingParameters);
         if (!settings.silent && settings.sessionActive) {
             MessageBoxW(nullptr, L"Missing parameters", nullptr, MB_ICONEXCLAMATION);
         }
@@ -152,14 +182,21 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail,
     }
 
     if (settings.brandId == 1 || settings.brandId == 2) {
+        end.mode = RunMode::kHandover;
         const bool hasTail = commandTail != nullptr && *commandTail != L'\0';
         return RunChildProgram(PathBesideSetup(L"setup2.exe"), hasTail ? commandTail : nullptr);
     }
     if (settings.clone) {
+        end.mode = RunMode::kClone;
         return RunChildProgram(PathBesideSetup(L"agentsvc.exe"), L"--nodaemon --clone");
     }
 
+    end.mode = settings.install     ? RunMode::kInstall
+               : settings.uninstall ? RunMode::kUninstall
+                                    : RunMode::kNone;
+    end.silent = settings.silent || !settings.sessionActive;
     if (!ClaimSingleInstance(kSetupInstanceMutex)) {
+        log.Error(kDispatch, L"Another setup is running in this session; this one ends");
         return kExitAlreadyRunning;
     }
     // Only held, never waited for: a marker someone else made first blocks nothing.
@@ -182,17 +219,14 @@ static DWORD Dispatch(HINSTANCE instance, const wchar_t* commandTail,
     windowClassInfo.lpszClassName = windowClass;
     RegisterClassExW(&windowClassInfo);
 
-    const DWORD exitCode = (settings.silent || !settings.sessionActive)
-                               ? RunSilent(settings, environment)
-                               : RunWindowed(instance, settings, windowClass, title);
-    return exitCode;
+    return end.silent ? RunSilent(settings, environment, log, end)
+                      : RunWindowed(instance, settings, windowClass, title);
 }
 
-DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail,
-               const InstallerEnvironment& environment) {
-    package_check::HoldOwnProgram();
+static DWORD DispatchGuarded(HINSTANCE instance, const wchar_t* commandTail,
+                             const InstallerEnvironment& environment, RunEnd& end) {
     try {
-        return Dispatch(instance, commandTail, environment);
+        return Dispatch(instance, commandTail, environment, end);
     } catch (const UnknownBrandError&) {
         // A build whose version information names no brand cannot install anything.
         return static_cast<DWORD>(kStatusUnknownBrand);
@@ -200,4 +234,18 @@ DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail,
         ReportUnexpectedException("setup");
     }
     return static_cast<DWORD>(kStatusUnexpectedException);
+}
+
+DWORD RunSetup(HINSTANCE instance, const wchar_t* commandTail,
+               const InstallerEnvironment& environment) {
+    package_check::HoldOwnProgram();
+    RunRecorder recorder;
+    InstallerEnvironment traced = environment;
+    traced.trace = &run_record::ProcessTrace();
+    RunEnd end;
+    end.exitCode = DispatchGuarded(instance, commandTail, traced, end);
+    const SetupSettings& settings = GetSetupSettings();
+    const DWORD exitCode = settings.conventionalExitCodes ? ConventionalExitCode(end) : end.exitCode;
+    recorder.Write(end, exitCode, settings.resultPath);
+    return exitCode;
 }

@@ -15,8 +15,10 @@ set(HOLLIN_PURE_SETUP
     setup/config/agent_config_document.cpp
     setup/config/certificate.cpp
     setup/config/proxy_envelope.cpp
+    setup/exit_codes.cpp
     setup/install/download_trust.cpp
     setup/install/package_manifest.cpp
+    setup/run_record.cpp
     setup/uninstall/farewell_arguments.cpp
     setup/uninstall/policy_database.cpp)
 # Their tests, run by both builds, and what those tests need besides them.
@@ -24,6 +26,7 @@ set(HOLLIN_PURE_TESTS
     tests/pure/command_line_test.cpp
     tests/pure/config_text_test.cpp
     tests/pure/database_test.cpp
+    tests/pure/run_end_test.cpp
     tests/pure/text_test.cpp)
 set(HOLLIN_PURE_TEST_SUPPORT
     tests/support/sealing.cpp)

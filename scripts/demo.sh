@@ -86,8 +86,11 @@ run "installation over the installed agent (upgrade), same invite" \
     /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/accept"
 state
 
-run "an installer whose invite the backend no longer knows" \
-    /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/gone"
+run "an installer whose invite the backend no longer knows, with a record for a deployment tool" \
+    /i -sil 1 -tok demo-invite-token-0123456789abcdef -svr "http://127.0.0.1:$port/demo/gone" \
+    -result 'C:\gone-run.json'
+show "its record, C:\\gone-run.json (docs/deployment.md tells how to read it)"
+sed 's/^/   /' "$WINEPREFIX/drive_c/gone-run.json"
 show "service after the refused installation"
 w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || true
 

@@ -117,6 +117,12 @@ bool ParseOption(SetupSettings& settings, const std::wstring& name, const std::w
             return false;
         }
         effects.WriteCertificate(value);
+    } else if (is(L"result")) {
+        settings.resultPath = value;
+    } else if (is(L"log")) {
+        settings.logCopyPath = value;
+    } else if (is(L"exitcodes")) {
+        settings.conventionalExitCodes = IsWord(value.c_str(), L"msi");
     } else if (is(L"sil")) {
         settings.silent = IsFlagOn(value);
     } else if (is(L"password")) {

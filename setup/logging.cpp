@@ -8,6 +8,7 @@
 #include <exception>
 #include <vector>
 
+#include "setup/log_copy.h"
 #include "sys/text_sys.h"
 
 namespace {
@@ -51,7 +52,7 @@ Status CLogging::SetupLogging(IRuntime* runtime) {
         std::vector<std::pair<Level, std::wstring>> pending;
         pending.swap(pending_);
         for (const auto& [level, line] : pending) {
-            Emit(level, line);
+            Deliver(level, line);
         }
     }
     return status;
@@ -86,6 +87,12 @@ std::wstring CLogging::FormatLine(const char* file, int line, const char* functi
 }
 
 void CLogging::Emit(Level level, const std::wstring& line) {
+    static constexpr const wchar_t* kWords[] = {L"DEBUG", L"INFO", L"WARNING", L"ERROR"};
+    log_copy::Write(kWords[static_cast<int>(level)], line);
+    Deliver(level, line);
+}
+
+void CLogging::Deliver(Level level, const std::wstring& line) {
     if (logger_) {
         switch (level) {
             case Level::kDebug: logger_->Debug(line.c_str()); break;

@@ -62,7 +62,9 @@ public:
 private:
     enum class Level { kDebug, kInfo, kWarning, kError };
     static constexpr size_t kMostPendingLines = 500;
+    // Emit copies a line (setup/log_copy.h) and delivers it; kept lines are delivered later.
     void Emit(Level level, const std::wstring& line);
+    void Deliver(Level level, const std::wstring& line);
 
     std::wstring fileName_;
     std::wstring component_;

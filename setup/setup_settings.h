@@ -31,6 +31,9 @@ struct SetupSettings {
     std::wstring proxyPassword;
     std::int32_t proxyType = 0;
     std::int32_t proxyAuthType = 0;
+    bool conventionalExitCodes = false;  // -exitcodes msi (setup/exit_codes.h)
+    std::wstring resultPath;             // -result: where the run's record goes
+    std::wstring logCopyPath;            // -log: where a copy of the log's lines goes
 };
 
 // The process-wide record, constructed with the defaults on first use.

@@ -1,6 +1,7 @@
 #include "setup/step_runner.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -9,6 +10,12 @@
 #include "sys/text_sys.h"
 
 namespace {
+
+std::int64_t MillisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now() - start)
+        .count();
+}
 
 std::wstring ExceptionText() {
     try {
@@ -39,6 +46,18 @@ SequenceStep* StepRunner::Find(const char* name) {
     return nullptr;
 }
 
+run_record::StepTime* StepRunner::TimeOf(const char* name) {
+    if (trace_ == nullptr) {
+        return nullptr;
+    }
+    for (run_record::StepTime& time : trace_->steps) {
+        if (time.name == name) {
+            return &time;
+        }
+    }
+    return nullptr;
+}
+
 Status StepRunner::Run() {
     bool rollbackOpen = false;
     for (SequenceStep& entry : steps_) {
@@ -46,6 +65,10 @@ Status StepRunner::Run() {
         if (!Failed(status)) {
             rollbackOpen = rollbackOpen || (entry.flags & kStepOpensRollback) != 0;
             continue;
+        }
+        if (trace_ != nullptr) {
+            trace_->failedStep = entry.name;
+            trace_->rollbackOpened = rollbackOpen;
         }
         const bool quiet = (entry.flags & kStepQuietFailure) != 0 &&
                            status != kStatusUnexpectedException;
@@ -76,7 +99,12 @@ Status StepRunner::DoStep(SequenceStep& entry) {
         }
         begun_.push_back(&entry);
         log_.Trace(entry.name);  // the log then tells where a run stopped, and when
-        return entry.step->Do();
+        const auto start = std::chrono::steady_clock::now();
+        const Status status = entry.step->Do();
+        if (trace_ != nullptr) {
+            trace_->steps.push_back({entry.name, MillisecondsSince(start)});
+        }
+        return status;
     } catch (const UnknownBrandError&) {
         throw;  // the entry turns it into its own exit code
     } catch (...) {
@@ -100,6 +128,17 @@ void StepRunner::UndoBegun(bool rollback) {
 }
 
 void StepRunner::UndoStep(SequenceStep& entry) {
+    const auto start = std::chrono::steady_clock::now();
+    const bool undone = TryUndo(entry);
+    if (trace_ != nullptr) {
+        trace_->undoFailed = trace_->undoFailed || !undone;
+        if (run_record::StepTime* time = TimeOf(entry.name)) {
+            time->undoMs = MillisecondsSince(start);
+        }
+    }
+}
+
+bool StepRunner::TryUndo(SequenceStep& entry) {
     // A failing undo is logged and the next one runs: half a rollback beats none.
     try {
         if (faultHook_ != nullptr) {
@@ -107,14 +146,16 @@ void StepRunner::UndoStep(SequenceStep& entry) {
             if (Failed(injected)) {
                 log_.Error(function_, L"could not undo the step " + text_sys::Widen(entry.name),
                            injected);
-                return;
+                return false;
             }
         }
         entry.step->Undo();
+        return true;
     } catch (...) {
         log_.Error(function_,
                    L"unexpected exception while undoing the step " +
                        text_sys::Widen(entry.name) + L": " + ExceptionText(),
                    kStatusUnexpectedException);
     }
+    return false;
 }

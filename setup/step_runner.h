@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "setup/logging.h"
+#include "setup/run_record.h"
 #include "sys/status.h"
 
 // One named piece of a sequence. Do changes the machine; Undo puts back what Do changed,
@@ -53,6 +54,8 @@ public:
     // before each Undo and with "end" after the last step; a failing status makes that Do or
     // Undo fail. It may throw.
     void SetFaultHook(FaultHook hook) { faultHook_ = hook; }
+    // Where the steps' times, the failing step and the rollback's course go; may be null.
+    void SetTrace(run_record::SequenceTrace* trace) { trace_ = trace; }
 
     // The first failing status, or kStatusOk when every step was done.
     Status Run();
@@ -60,8 +63,10 @@ public:
 private:
     Status DoStep(SequenceStep& entry);
     void UndoStep(SequenceStep& entry);
+    bool TryUndo(SequenceStep& entry);
     void UndoBegun(bool rollback);
     SequenceStep* Find(const char* name);
+    run_record::StepTime* TimeOf(const char* name);
 
     CLogging& log_;
     const char* function_;
@@ -69,5 +74,6 @@ private:
     std::vector<const char*> undoOrder_;
     SequenceEndings endings_;
     FaultHook faultHook_ = nullptr;
+    run_record::SequenceTrace* trace_ = nullptr;
     std::vector<const SequenceStep*> begun_;
 };

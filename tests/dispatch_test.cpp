@@ -8,6 +8,7 @@
 #include "sys/process_sys.h"
 #include "sys/security_sys.h"
 #include "tests/support/fake_setup2.h"
+#include "tests/support/agent_machine.h"
 #include "tests/support/dialog_driver.h"
 #include "tests/support/test_support.h"
 #include "tests/testbed/agentsvc.h"
@@ -47,7 +48,10 @@ TEST_F(Dispatch, UnparsableCommandLinesEndWithMissingParameters) {
     EXPECT_EQ(RunSetupExe(L"/x"), missing);
     EXPECT_EQ(RunSetupExe(L"/u -sil 1 -password abc"), missing);
     // A line break in a value that goes into agentconfig.conf would write keys of its own.
-    EXPECT_EQ(RunSetupExe(L"/i -sil 1 -tok \"t\nregister_required=1\""), missing);
+    EXPECT_EQ(RunSetupExe(L"/i -result " + folder_ / L"r.json" +
+                          L" -sil 1 -tok \"t\nregister_required=1\""),
+              missing);
+    EXPECT_EQ(agent_machine::RecordSummary(folder_ / L"r.json"), "bad-command-line 0x00000000 -");
     EXPECT_EQ(RunSetupExe(L"/i -sil 1 -tok t -svr \"http://b\r\nproxy_enabled=1\""), missing);
 }
 
@@ -85,10 +89,21 @@ TEST_F(Dispatch, OneSetupPerSession) {
     ASSERT_NE(instance, nullptr);
     EXPECT_EQ(RunSetupExe(L"/i -sil 1"), kExitAlreadyRunning);
     EXPECT_EQ(RunSetupExe(L"/u"), kExitAlreadyRunning);
+    EXPECT_EQ(RunSetupExe(L"/i -sil 1 -tok secret-7 -exitcodes msi -result " + folder_ / L"r.json" +
+                          L" -log " + folder_ / L"copy.log"),
+              1618u)
+        << "retry, as a deployment tool reads it";
+    EXPECT_EQ(agent_machine::RecordSummary(folder_ / L"r.json", "secret-7"), "busy 0x00000000 -");
+    const std::string copy = test_support::ReadFileBytes(folder_ / L"copy.log");
+    EXPECT_NE(copy.find("Another setup is running"), std::string::npos) << copy;
+    EXPECT_EQ(copy.find("secret-7"), std::string::npos);
     CloseHandle(instance);
 
     // A silent uninstall needs the running agent's mutex.
     EXPECT_EQ(RunSetupExe(L"/u -sil 1"), kExitAgentNotRunning);
+    EXPECT_EQ(RunSetupExe(L"/u -sil 1 -exitcodes MSI -result " + folder_ / L"r.json"),
+              kExitAgentNotRunning);
+    EXPECT_EQ(agent_machine::RecordSummary(folder_ / L"r.json"), "nothing-to-do 0x00000000 -");
 
     // A mutex of the name that grants nobody access was made to block setups, not by one.
     security_sys::UniqueSecurityDescriptor locked;

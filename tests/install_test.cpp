@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <cstring>
 #include <fstream>
 #include <map>
+#include <random>
 
 #include "setup/agent_folders.h"
+#include "setup/install/package_manifest.h"
 #include "sys/file_sys.h"
 #include "sys/process_sys.h"
 #include "sys/security_sys.h"
@@ -155,7 +158,11 @@ protected:
 };
 
 TEST_F(Installation, FirstInstallationThenUpgrade) {
-    ASSERT_EQ(Install(L"accept", L"-lid 11 -rdid rd-1"), 0u);
+    const test_support::TempFolder records;
+    ASSERT_EQ(Install(L"accept", L"-lid 11 -rdid rd-1 -result " + records / L"run.json"), 0u);
+    const std::string lastRun = ReadFileBytes(kDataFolder + L"\\log\\lastrun.json");
+    EXPECT_NE(lastRun.find("\"name\": \"copy-files\", \"doMs\": "), std::string::npos) << lastRun;
+    EXPECT_EQ(RecordSummary(records / L"run.json", Narrow(kToken)), "installed 0x00000000 -");
 
     EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"),
               L"\"" + kProgramFolder + L"\\agentsvc.exe\"");
@@ -200,7 +207,10 @@ TEST_F(Installation, FirstInstallationThenUpgrade) {
 TEST_F(Installation, InvalidInviteChangesNothing) {
     ASSERT_EQ(Install(L"accept"), 0u);
     const MachineState before = TakeMachineState();
-    EXPECT_EQ(Install(L"gone"), static_cast<DWORD>(0x80000064));
+    const test_support::TempFolder records;
+    EXPECT_EQ(Install(L"gone", L"-result " + records / L"run.json"),
+              static_cast<DWORD>(0x80000064));
+    EXPECT_EQ(RecordSummary(records / L"run.json"), "failed-early 0x80000064 confirm-invite");
     EXPECT_EQ(TakeMachineState(), before);
     EXPECT_EQ(FilesHoldingToken(), std::vector<std::wstring>{});
     EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"), static_cast<DWORD>(SERVICE_RUNNING));
@@ -229,7 +239,10 @@ TEST_F(Installation, RolledBackAfterEachFailingStep) {
     for (const wchar_t* step : {L"copy-files", L"place-config", L"register-service",
                                 L"set-recovery", L"start-service"}) {
         SetEnvironmentVariableW(L"HOLLIN_FAULT_STEP", step);
-        EXPECT_EQ(Install(L"accept", L"", package.Path()), 0x8000FA17u) << Narrow(step);
+        // A failure's code is the same whichever codes were asked for.
+        const std::wstring codes = L"-exitcodes msi -result " + package / L"run.json";
+        EXPECT_EQ(Install(L"accept", codes, package.Path()), 0x8000FA17u) << Narrow(step);
+        EXPECT_EQ(RecordSummary(package / L"run.json"), "rolled-back 0x8000FA17 " + Narrow(step));
         EXPECT_EQ(TakeMachineState(), before) << Narrow(step);
         EXPECT_EQ(FilesHoldingToken(), std::vector<std::wstring>{}) << Narrow(step);
     }
@@ -306,6 +319,51 @@ TEST_F(Installation, KilledAtAnyPointTheNextInstallationPutsItRight) {
     EXPECT_NE(log.find("an interrupted install run was found, begun "), std::string::npos);
 }
 
+// Ended from outside at seeded random moments of an upgrade that deploys a few thousand files,
+// as a deployment tool ends a run at its time limit: each next installation puts it right.
+TEST_F(Installation, KilledFromOutsideAmidALargeUpgrade) {
+    test_support::TempFolder package;
+    CopyPackageWith(package.Path(), L"fault_install.exe");
+    std::vector<package_manifest::Entry> entries;
+    for (const char* name : {"agentsvc.exe", "runtime.dll", "sqlite3.dll"}) {
+        const std::string bytes = ReadFileBytes(package / std::wstring(name, name + strlen(name)));
+        entries.push_back({name, bytes.size(), package_manifest::Sha256Hex(bytes)});
+    }
+    for (int file = 0; file < 2500; ++file) {
+        const std::string folder = "content\\" + std::to_string(file / 100);
+        const std::string path = folder + "\\item" + std::to_string(file) + ".dat";
+        const std::string bytes(64 + file % 512, static_cast<char>('a' + file % 26));
+        std::filesystem::create_directories(package / std::wstring(folder.begin(), folder.end()));
+        ASSERT_EQ(file_sys::WriteWholeFile(package / std::wstring(path.begin(), path.end()), bytes),
+                  kStatusOk);
+        entries.push_back({path, bytes.size(), package_manifest::Sha256Hex(bytes)});
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const auto& a, const auto& b) { return a.path < b.path; });
+    ASSERT_EQ(
+        file_sys::WriteWholeFile(package / L"manifest.txt", package_manifest::Format(entries)),
+        kStatusOk);
+    SetEnvironmentVariableW(L"HOLLIN_MANIFEST_FILE", (package / L"manifest.txt").c_str());
+    const std::wstring command = L"\"" + package / L"setup.exe" + L"\" /i -sil 1 -tok " + kToken +
+                                 L" -svr " + Backend("accept");
+    ASSERT_EQ(test_support::RunAndWait(command, 300000), 0u);
+    const MachineState installed = TakeMachineState();
+    std::mt19937 random(20261125);
+    for (int round = 0; round < 4; ++round) {
+        const DWORD delay = std::uniform_int_distribution<DWORD>(300, 12000)(random);
+        SCOPED_TRACE("killed after " + std::to_string(delay) + " ms");
+        process_sys::ChildProcess run(command, process_sys::ChildStreams::kInherit);
+        ASSERT_TRUE(run.Started());
+        if (WaitForSingleObject(run.Process(), delay) == WAIT_TIMEOUT) {
+            TerminateProcess(run.Process(), 0xDEAD);
+            WaitForSingleObject(run.Process(), 30000);
+        }
+        EXPECT_EQ(test_support::RunAndWait(command, 300000), 0u);
+        EXPECT_EQ(TakeMachineState(), installed);
+    }
+    SetEnvironmentVariableW(L"HOLLIN_MANIFEST_FILE", nullptr);
+}
+
 // The agent stops only at the 300th request, after the stop step gave up: the step had
 // asked it to stop, so its undo starts it again.
 TEST_F(Installation, AStopThatComesTooLateIsUndone) {
@@ -336,6 +394,12 @@ TEST_F(Installation, NetFrameworkAskingForARestartCompletesTheInstallation) {
                              L"/files/" + name;
     SetEnvironmentVariableW(L"HOLLIN_NET_URL", url.c_str());
     EXPECT_EQ(Install(L"accept", L"", package.Path()), 0u) << "a silent setup ends with 0";
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kNetKey, L"Release");
+    EXPECT_EQ(
+        Install(L"accept", L"-exitcodes msi -result " + package / L"run.json", package.Path()),
+        3010u)
+        << "success with a restart needed, as a deployment tool reads it";
+    EXPECT_EQ(RecordSummary(package / L"run.json"), "installed-restart-required 0x10000005 -");
     SetEnvironmentVariableW(L"HOLLIN_NET_URL", nullptr);
     SetNetFrameworkInstalled();
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
@@ -368,6 +432,17 @@ TEST_F(Installation, AChangedOrMissingFileOfThePackageChangesNothing) {
     CopyPackageWith(missing.Path(), L"..\\package\\setup.exe", false);
     EXPECT_EQ(Install(L"accept", L"", missing.Path()), static_cast<DWORD>(kStatusPackageNotVerified));
     EXPECT_EQ(TakeMachineState(), before);
+
+    // "-log" holds what happened although no runtime.dll was ever loaded to write a log.
+    test_support::TempFolder noRuntime;
+    CopyPackageWith(noRuntime.Path(), L"..\\package\\setup.exe");
+    DeleteFileW((noRuntime / L"runtime.dll").c_str());
+    EXPECT_EQ(Install(L"accept", L"-log " + noRuntime / L"copy.log", noRuntime.Path()),
+              static_cast<DWORD>(kStatusPackageNotVerified));
+    const std::string copy = ReadFileBytes(noRuntime / L"copy.log");
+    EXPECT_NE(copy.find("[ERROR] "), std::string::npos) << copy;
+    EXPECT_NE(copy.find("runtime.dll"), std::string::npos) << copy;
+    EXPECT_EQ(copy.find(Narrow(kToken)), std::string::npos) << copy;
 }
 
 // A library planted beside setup.exe in a download folder never reaches the agent.

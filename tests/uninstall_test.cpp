@@ -68,8 +68,10 @@ TEST_F(Uninstallation, NothingInstalled) {
 
 TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
     InstallWithPolicy(true, "pa\"ss\\word");
-    EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("wrong")),
+    const test_support::TempFolder records;
+    EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("wrong") + L" -result " + records / L"r.json"),
               static_cast<DWORD>(kStatusPasswordRefused));
+    EXPECT_EQ(RecordSummary(records / L"r.json", "wrong"), "refused 0x80000017 farewell");
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_TRUE(FileExists(kProgramFolder + L"\\agentsvc.exe"));
     // The log tells an administrator why, in the line where the refusal was seen; the
@@ -92,7 +94,14 @@ TEST_F(Uninstallation, WrongPasswordLeavesTheAgentRunning) {
     const bool linked = GetFileAttributesW((kDataFolder + L"\\link").c_str()) != INVALID_FILE_ATTRIBUTES;
 
     // The right one, holding a double quote and a backslash, reaches the agent escaped.
-    EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("pa\"ss\\word")), 0u);
+    EXPECT_EQ(Setup(L"/u -sil 1 -password " + Base64("pa\"ss\\word") + L" -log " +
+                    records / L"copy.log" + L" -result " + records / L"r.json"),
+              0u);
+    EXPECT_EQ(RecordSummary(records / L"r.json", "pa\"ss"), "removed 0x00000000 -");
+    // The copy goes on where the agent's own log went with its folder.
+    const std::string copy = ReadFileBytes(records / L"copy.log");
+    EXPECT_NE(copy.find("UninstallAgent: OK"), std::string::npos) << copy;
+    EXPECT_EQ(copy.find("pa\"ss"), std::string::npos);
     EXPECT_EQ(ReadFileBytes(outside / L"kept\\file.txt"), "kept") << linked;
     wchar_t temp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, temp);
@@ -162,8 +171,11 @@ TEST_F(Uninstallation, LockedProgramFolderIsRemovedAtRestart) {
     HANDLE held = CreateFileW(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                               CREATE_ALWAYS, 0, nullptr);
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(Setup(L"/u -sil 1"), static_cast<DWORD>(kStatusRemovalAtRestart));
+    const test_support::TempFolder records;
+    EXPECT_EQ(Setup(L"/u -sil 1 -result " + records / L"r.json"),
+              static_cast<DWORD>(kStatusRemovalAtRestart));
     CloseHandle(held);
+    EXPECT_EQ(RecordSummary(records / L"r.json"), "removed-restart-required 0x80000052 -");
 
     // Windows refuses to rename a folder that holds an open file: it is then registered
     // under its own name. Wine renames it, to a name of the deletion's own pattern.

@@ -122,7 +122,9 @@ std::int32_t CInstallDialog::RunWork(std::wstring&) {
         status = seam(this);
     } else {
         CLogging log(kInstallerLogFile, kInstallerComponent);
-        AgentInstaller installer(GetSetupSettings(), GetBranding(), log);
+        InstallerEnvironment environment;
+        environment.trace = &run_record::ProcessTrace();
+        AgentInstaller installer(GetSetupSettings(), GetBranding(), log, environment);
         status = installer.Install(this);
     }
     // The agent falls back to the system language; the installation's result is what counts.

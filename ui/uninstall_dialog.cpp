@@ -108,7 +108,8 @@ std::int32_t CUninstallDialog::RunWork(std::wstring& password) {
         return seam(this, password);
     }
     CLogging log(kInstallerLogFile, kUninstallerComponent);
-    return UninstallAgent(GetSetupSettings(), GetBranding(), log, this, password);
+    return UninstallAgent(GetSetupSettings(), GetBranding(), log, this, password, nullptr,
+                          &run_record::ProcessTrace());
 }
 
 void CUninstallDialog::ShowResult() {

@@ -48,6 +48,7 @@ Status AgentInstaller::Install(IProgress* progress) {
     StepRunner runner(log_, kInstallFunction, InstallSteps(run), InstallUndoOrder(),
                       InstallEndings(run));
     runner.SetFaultHook(environment_.faultAt);
+    runner.SetTrace(environment_.trace);
     const Status status = runner.Run();
     if (Failed(status)) {
         return status;

@@ -9,6 +9,7 @@
 #include "setup/logging.h"
 #include "setup/progress.h"
 #include "setup/runtime/runtime_bridge.h"
+#include "setup/run_record.h"
 #include "setup/runtime/runtime_settings.h"
 #include "setup/setup_settings.h"
 #include "sys/library_loader.h"
@@ -38,6 +39,8 @@ struct InstallerEnvironment {
     // before it is undone, with "end" after the last step and with "copy-file" before each
     // file is copied; a failing status makes that step fail. It may throw, or end the process.
     Status (*faultAt)(const char* step) = nullptr;
+    // Where the steps' course goes for the run's record; may be null.
+    run_record::SequenceTrace* trace = nullptr;
 };
 
 // Installs or upgrades the agent. The steps are in install_steps.cpp; this class holds what

@@ -331,10 +331,12 @@ std::vector<SequenceStep> FinishingSteps(UninstallRun& run) {
 
 Status UninstallAgent(const SetupSettings& settings, const CAgentBranding& brand, CLogging& log,
                       IProgress* progress, const std::wstring& password,
-                      Status (*faultAt)(const char* step)) {
+                      Status (*faultAt)(const char* step),
+                      run_record::SequenceTrace* trace) {
     UninstallRun run{settings, brand, log, progress, password};
     StepRunner runner(log, kUninstall, UninstallSteps(run), {"stop-agent"}, {});
     runner.SetFaultHook(faultAt);
+    runner.SetTrace(trace);
     const Status status = runner.Run();
     run.CloseRuntime();
     return Failed(status) ? status : run.removal;

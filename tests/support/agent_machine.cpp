@@ -1,9 +1,13 @@
 #include "tests/support/agent_machine.h"
 
+#include <gtest/gtest.h>
+#include <json/json.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "sys/file_sys.h"
@@ -167,6 +171,21 @@ void CleanMachine() {
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ZELKO Software");
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, kUninstallKey.c_str());
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(), L"PendingFileRenameOperations");
+}
+
+std::string RecordSummary(const std::wstring& path, const std::string& secret) {
+    const std::string text = test_support::ReadFileBytes(path);
+    DeleteFileW(path.c_str());
+    if (!secret.empty()) {
+        EXPECT_EQ(text.find(secret), std::string::npos) << "the record holds a secret";
+    }
+    Json::Value record;
+    std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    if (text.empty() || !reader->parse(text.data(), text.data() + text.size(), &record, nullptr)) {
+        return text;
+    }
+    return record["outcome"].asString() + " " + record["status"].asString() + " " +
+           (record["failedStep"].isNull() ? "-" : record["failedStep"].asString());
 }
 
 }  // namespace agent_machine

@@ -59,6 +59,11 @@ bool WaitForAgentState(DWORD state);
 using MachineState = std::map<std::wstring, std::wstring>;
 MachineState TakeMachineState();
 
+// The run record a run wrote with "-result", with its outcome, status and failed step as
+// "outcome status failedStep" ("-" for none); empty when there is none. Fails the test when
+// the record holds the secret given.
+std::string RecordSummary(const std::wstring& path, const std::string& secret = "");
+
 // Removes every trace of an installed agent.
 void CleanMachine();
 
