@@ -21,32 +21,30 @@ const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvi
 constexpr int kWidth = 120;
 constexpr int kHeight = 30;
 
-// A parent window that records the commands its buttons post.
+// A parent window with one push button, and the commands the button posts to it.
 class ButtonHost {
 public:
     explicit ButtonHost(const wchar_t* caption) {
-        WNDCLASSW windowClass{};
-        windowClass.lpfnWndProc = &HostProc;
-        windowClass.hInstance = GetModuleHandleW(nullptr);
-        windowClass.lpszClassName = L"ControlsTestHost";
-        RegisterClassW(&windowClass);
-        parent_ = CreateWindowExW(0, L"ControlsTestHost", L"", WS_POPUP | WS_VISIBLE, 100, 100, 400,
-                                  200, nullptr, nullptr, windowClass.hInstance, nullptr);
-        SetWindowLongPtrW(parent_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+        parent_ = CreateWindowExW(0, L"Static", L"", WS_POPUP | WS_VISIBLE, 100, 100, 400, 200,
+                                  nullptr, nullptr, nullptr, nullptr);
         button_ = CreateWindowExW(0, L"Button", caption, WS_CHILD | WS_VISIBLE | BS_PUSHBUTTON, 50,
                                   50, kWidth, kHeight, parent_,
                                   reinterpret_cast<HMENU>(static_cast<INT_PTR>(IDC_MAIN_BUTTON)),
-                                  windowClass.hInstance, nullptr);
+                                  nullptr, nullptr);
     }
     ~ButtonHost() { DestroyWindow(parent_); }
 
     HWND Button() const { return button_; }
-    // Commands that reached the parent after dispatching the queue.
+    // Dispatches the queue and hands back the commands in it for the parent.
     std::vector<WPARAM> TakeCommands() {
+        std::vector<WPARAM> commands;
         MSG message{};
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            if (message.message == WM_COMMAND && message.hwnd == parent_)
+                commands.push_back(message.wParam);
             DispatchMessageW(&message);
-        return std::exchange(commands_, {});
+        }
+        return commands;
     }
     void PutCursor(bool inside) {
         RECT area{};
@@ -55,28 +53,9 @@ public:
     }
 
 private:
-    static LRESULT CALLBACK HostProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-        auto* self = reinterpret_cast<ButtonHost*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (message == WM_COMMAND && self != nullptr)
-            self->commands_.push_back(wParam);
-        return DefWindowProcW(window, message, wParam, lParam);
-    }
-
     HWND parent_;
     HWND button_;
-    std::vector<WPARAM> commands_;
 };
-
-// Brings an attached button into a state through the mouse messages a user causes.
-void Enter(CButtonControl& button, std::uint32_t state) {
-    if (state == CButtonControl::kHovered || state == CButtonControl::kPressed) {
-        SendMessageW(button.Window(), WM_MOUSEMOVE, 0, MAKELPARAM(5, 5));
-    }
-    if (state == CButtonControl::kPressed) {
-        SendMessageW(button.Window(), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
-    }
-    ASSERT_EQ(button.CurrentState(), state);
-}
 
 // Every brand's buttons, in every state, paint the colours they stand for: the corners in
 // the surface, the body in the fill, the caption in the text colour and an outline only
@@ -94,9 +73,13 @@ TEST(OwnerDrawnButtons, PaintTheirColoursInEveryState) {
                     secondary ? std::make_unique<CButtonControlSecondary>(host.Button(), brand)
                               : std::make_unique<CButtonControl>(host.Button(), brand);
                 button->Attach();
-                Enter(*button, state);
-                Picture canvas(kWidth, kHeight);
-                button->Paint(canvas.Dc(), true);
+                // Into the state through the mouse messages a user causes.
+                if (state != CButtonControl::kNormal)
+                    SendMessageW(host.Button(), WM_MOUSEMOVE, 0, MAKELPARAM(5, 5));
+                if (state == CButtonControl::kPressed)
+                    SendMessageW(host.Button(), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(5, 5));
+                const Picture canvas =
+                    Picture::Painted(kWidth, kHeight, [&](HDC dc) { button->Paint(dc, true); });
 
                 const std::uint32_t surface = button->BackgroundColor() & 0xFFFFFF;
                 EXPECT_EQ(canvas.Pixel(0, 0), surface) << "corner outside the rounded body";
@@ -157,7 +140,6 @@ TEST(OwnerDrawnButtons, WorkByMouseOnly) {
     }
     EXPECT_EQ(button.CurrentState(), before);
     EXPECT_TRUE(host.TakeCommands().empty());
-    button.Detach();
 }
 
 // The role decides the look, not the default-button style, which the dialog manager moves.
@@ -192,8 +174,7 @@ TEST(Badges, PaintTheirFillAndBrandTwoShowsItsCaptionInCapitals) {
     auto paint = [](BrandId brand, const wchar_t* caption) {
         ButtonHost host(caption);
         COrvBetaLabel label(host.Button(), brand);
-        Picture canvas(kWidth, kHeight);
-        label.Paint(canvas.Dc());
+        const Picture canvas = Picture::Painted(kWidth, kHeight, [&](HDC dc) { label.Paint(dc); });
         EXPECT_EQ(canvas.Pixel(10, kHeight / 2), label.FillColor(0) & 0xFFFFFF);
         return canvas.Pixels();
     };

@@ -4,11 +4,9 @@
 
 #include <windows.h>
 
-#include <functional>
-#include <memory>
+#include <initializer_list>
 #include <regex>
 #include <string>
-#include <vector>
 
 #include "resources/resource.h"
 #include "setup/setup_settings.h"
@@ -30,10 +28,6 @@ const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvi
 const std::uint32_t kLanguages[] = {1, 3, 4, 6, 11, 12, 14, 19, 31, 32};
 const wchar_t kDataFolder[] = L"C:\\ProgramData\\ZELKO Software\\Business Agent";
 
-std::wstring WithoutMarkup(const std::wstring& text) {
-    return std::regex_replace(text, std::wregex(L"<[^>]*>"), L"");
-}
-
 // Caption width in a font; the width of missing glyphs' boxes when the font has none.
 int CaptionWidth(HDC dc, HFONT font, const std::wstring& caption) {
     HGDIOBJ previous = SelectObject(dc, font);
@@ -43,9 +37,8 @@ int CaptionWidth(HDC dc, HFONT font, const std::wstring& caption) {
     return area.right;
 }
 
-// What does not fit among the visible texts of the window, one line each.
-std::vector<std::string> Overflows(HWND window) {
-    std::vector<std::string> faults;
+// A failure for each visible text of the window that does not fit its control.
+void ExpectEveryTextFits(HWND window) {
     HDC dc = GetDC(window);
     for (HWND child = GetWindow(window, GW_CHILD); child != nullptr;
          child = GetWindow(child, GW_HWNDNEXT)) {
@@ -54,12 +47,12 @@ std::vector<std::string> Overflows(HWND window) {
         const std::wstring kind = className;
         const LONG style = GetWindowLongW(child, GWL_STYLE);
         const bool picture = kind == L"Static" && (style & SS_TYPEMASK) == SS_BITMAP;
-        if (!IsWindowVisible(child) || picture || kind == L"Edit" ||
-            kind == L"msctls_progress32")
+        if (!IsWindowVisible(child) || picture || kind == L"Edit" || kind == L"msctls_progress32")
             continue;
         wchar_t text[1024] = {};
         GetWindowTextW(child, text, 1024);
-        std::wstring shown = kind == L"SysLink" ? WithoutMarkup(text) : text;
+        const std::wstring shown =
+            kind == L"SysLink" ? std::regex_replace(text, std::wregex(L"<[^>]*>"), L"") : text;
         if (shown.empty())
             continue;
         RECT client{};
@@ -68,21 +61,35 @@ std::vector<std::string> Overflows(HWND window) {
         if (kind == L"Button") {
             needed.right = CaptionWidth(dc, ButtonCaptionFont(dc), shown) + 16;  // round ends
         } else {
-            auto font = reinterpret_cast<HFONT>(SendMessageW(child, WM_GETFONT, 0, 0));
-            HGDIOBJ previous = SelectObject(dc, font);
+            HGDIOBJ previous =
+                SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(child, WM_GETFONT, 0, 0)));
             DrawTextW(dc, shown.c_str(), -1, &needed,
                       DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
             SelectObject(dc, previous);
         }
         if (needed.right > client.right || needed.bottom > client.bottom) {
-            faults.push_back("control " + std::to_string(GetDlgCtrlID(child)) + " needs " +
-                             std::to_string(needed.right) + "x" + std::to_string(needed.bottom) +
-                             ", has " + std::to_string(client.right) + "x" +
-                             std::to_string(client.bottom) + ": " + test_support::Narrow(shown));
+            ADD_FAILURE() << "control " << GetDlgCtrlID(child) << " needs " << needed.right << "x"
+                          << needed.bottom << ", has " << client.right << "x" << client.bottom
+                          << ": " << test_support::Narrow(shown);
         }
     }
     ReleaseDC(window, dc);
-    return faults;
+}
+
+// Each stage's text in the status line of the running work.
+void ReportEveryStage(CDialogBase& dialog) {
+    dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
+    // The work's end waits in the queue until Check dispatches it.
+    for (int stage = 0; stage <= static_cast<int>(Stage::kRemovingFiles); ++stage) {
+        dialog.Report(static_cast<Stage>(stage));
+        ExpectEveryTextFits(dialog.Window());
+    }
+}
+
+// The result screen of the work.
+void Finish(CDialogBase& dialog) {
+    dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
+    ASSERT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
 }
 
 class Layout : public ::testing::Test {
@@ -90,9 +97,10 @@ protected:
     void SetUp() override {
         ParseCommandLineText(GetSetupSettings(), L"setup.exe /i");
         GetSetupSettings().cnText = L"Deployed by the IT department";
+        GetDialogSeams().install = [this](IProgress*) { return result_; };
+        GetDialogSeams().uninstall = [this](IProgress*, const std::wstring&) { return result_; };
     }
     void TearDown() override {
-        dialog_.reset();
         GetDialogSeams() = {};
         SetThreadLanguage(1);
         dialog_driver::DrainMessages();
@@ -100,85 +108,53 @@ protected:
 
     // Opens a window in a language, brings it to a screen and checks every text of it.
     template <class Dialog>
-    void Check(std::uint32_t language, const std::string& screen, bool administrator,
-               const std::function<void(CDialogBase&)>& reach = nullptr) {
+    void Check(std::uint32_t language, const std::string& screen, bool administrator = true,
+               void (*reach)(CDialogBase&) = nullptr) {
         SCOPED_TRACE("language " + std::to_string(language) + ", " + screen);
         SetThreadLanguage(language);
         GetDialogSeams().isAdministrator = [administrator] { return administrator; };
-        dialog_ = std::make_unique<Dialog>();
-        ASSERT_NE(dialog_->Create(language, false), nullptr);
+        Dialog dialog;
+        ASSERT_NE(dialog.Create(language, false), nullptr);
         if (reach)
-            reach(*dialog_);
+            reach(dialog);
         dialog_driver::Pump(20);
-        for (const std::string& fault : Overflows(dialog_->Window()))
-            ADD_FAILURE() << fault;
-        dialog_.reset();
+        ExpectEveryTextFits(dialog.Window());
     }
 
-    // Checks the result screen of work that ends with the result.
+    // Checks the result screen of each result.
     template <class Dialog>
-    void CheckResult(std::uint32_t language, Status result) {
-        GetDialogSeams().install = [result](IProgress*) { return result; };
-        GetDialogSeams().uninstall = [result](IProgress*, const std::wstring&) { return result; };
-        Check<Dialog>(language, "result " + std::to_string(result), true, [](CDialogBase& dialog) {
-            dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
-            ASSERT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
-        });
+    void CheckResults(std::uint32_t language, std::initializer_list<Status> results) {
+        for (Status result : results) {
+            result_ = result;
+            Check<Dialog>(language, "result " + std::to_string(result), true, Finish);
+        }
+        result_ = 0;
     }
 
-    std::unique_ptr<CDialogBase> dialog_;
+    Status result_ = 0;
 };
 
-// Holds the work while each stage's text shows in the status line, and checks each.
-void ReportEveryStage(CDialogBase& dialog) {
-    HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    GetDialogSeams().install = [release](IProgress*) {
-        WaitForSingleObject(release, 30000);
-        return Status{0};
-    };
-    GetDialogSeams().uninstall = [release](IProgress*, const std::wstring&) {
-        WaitForSingleObject(release, 30000);
-        return Status{0};
-    };
-    dialog.OnCommand(dialog.Window(), IDC_MAIN_BUTTON);
-    for (int stage = 0; stage <= static_cast<int>(Stage::kRemovingFiles); ++stage) {
-        dialog.Report(static_cast<Stage>(stage));
-        for (const std::string& fault : Overflows(dialog.Window()))
-            ADD_FAILURE() << fault;
-    }
-    SetEvent(release);
-    EXPECT_TRUE(dialog_driver::PumpUntil([&] { return !dialog.InProgress(); }, 10000));
-    CloseHandle(release);
-}
-
 TEST_F(Layout, EveryTextOfTheInstallWindowFitsInEveryLanguage) {
-    const Status results[] = {0,
-                              ToStatus(0x10000005),
-                              ToStatus(0x8000000B),
-                              ToStatus(0x80000052),
-                              ToStatus(0x80000064),
-                              ToStatus(0x80000203)};
     for (std::uint32_t language : kLanguages) {
-        Check<CInstallDialog>(language, "ready", true);
+        Check<CInstallDialog>(language, "ready");
         Check<CInstallDialog>(language, "not permitted", false);
         Check<CInstallDialog>(language, "installing", true, ReportEveryStage);
-        for (Status result : results)
-            CheckResult<CInstallDialog>(language, result);
+        CheckResults<CInstallDialog>(
+            language, {0, ToStatus(0x10000005), ToStatus(0x8000000B), ToStatus(0x80000052),
+                       ToStatus(0x80000064), ToStatus(0x80000203)});
     }
 }
 
 TEST_F(Layout, EveryTextOfTheUninstallWindowFitsInEveryLanguage) {
-    const Status results[] = {0, ToStatus(0x80000017), ToStatus(0x80000052),
-                              ToStatus(0x80000203)};
     for (std::uint32_t language : kLanguages) {
         for (bool password : {false, true}) {
             ASSERT_TRUE(WritePasswordPolicy(kDataFolder, password, "secret"));
-            Check<CUninstallDialog>(language, password ? "confirm, password" : "confirm", true);
+            Check<CUninstallDialog>(language, password ? "confirm, password" : "confirm");
         }
         Check<CUninstallDialog>(language, "not permitted", false);
         Check<CUninstallDialog>(language, "removing", true, ReportEveryStage);
-        for (Status result : results)
-            CheckResult<CUninstallDialog>(language, result);
+        CheckResults<CUninstallDialog>(
+            language, {0, ToStatus(0x80000017), ToStatus(0x80000052), ToStatus(0x80000203)});
     }
 }
 

@@ -1,5 +1,7 @@
 #include "tests/support/dialog_driver.h"
 
+#include "resources/resource.h"
+
 namespace dialog_driver {
 
 void Pump(DWORD milliseconds) {
@@ -29,7 +31,6 @@ bool PumpUntil(const std::function<bool()>& done, DWORD timeoutMs) {
 
 bool PumpUntilQuit(DWORD timeoutMs) {
     MSG quit{};
-    // PumpUntil puts the quit message back; take it here.
     return PumpUntil([&] { return PeekMessageW(&quit, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) != 0; },
                      timeoutMs);
 }
@@ -44,9 +45,30 @@ bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs) {
     return true;
 }
 
+void DrainMessages() {
+    MSG message{};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    }
+}
+
 bool Visible(HWND dialog, int id) {
     HWND control = GetDlgItem(dialog, id);
     return control != nullptr && IsWindowVisible(control);
+}
+
+std::set<int> Shown(HWND dialog) {
+    std::set<int> ids;
+    for (HWND child = GetWindow(dialog, GW_CHILD); child != nullptr;
+         child = GetWindow(child, GW_HWNDNEXT)) {
+        // A picture control without its picture shows nothing.
+        const bool blank = (GetWindowLongW(child, GWL_STYLE) & SS_TYPEMASK) == SS_BITMAP &&
+                           SendMessageW(child, STM_GETIMAGE, IMAGE_BITMAP, 0) == 0;
+        if (IsWindowVisible(child) && !blank)
+            ids.insert(GetDlgCtrlID(child));
+    }
+    for (int frame : {IDC_VERSION, IDC_FOOTER, IDC_CLOSE_GLYPH})
+        ids.erase(frame);
+    return ids;
 }
 
 std::wstring Text(HWND dialog, int id) {
@@ -71,10 +93,11 @@ RECT ControlRect(HWND dialog, int id) {
     return area;
 }
 
-std::uint32_t ControlPixel(HWND dialog, int id, POINT offset) {
+std::uint32_t ControlPixel(HWND dialog, int id, int x) {
     const RECT area = ControlRect(dialog, id);
     HDC dc = GetDC(dialog);
-    const COLORREF color = GetPixel(dc, area.left + offset.x, area.top + offset.y);
+    const COLORREF color =
+        GetPixel(dc, x < 0 ? area.right + x : area.left + x, (area.top + area.bottom) / 2);
     ReleaseDC(dialog, dc);
     return (GetRValue(color) << 16) | (GetGValue(color) << 8) | GetBValue(color);
 }
@@ -83,42 +106,11 @@ void Press(HWND dialog, int id) {
     PostMessageW(dialog, WM_COMMAND, static_cast<WPARAM>(id), 0);
 }
 
-namespace {
-
-struct Search {
-    DWORD processId;
-    HWND found;
-};
-
-BOOL CALLBACK CheckWindow(HWND window, LPARAM data) {
-    auto* search = reinterpret_cast<Search*>(data);
-    DWORD owner = 0;
-    GetWindowThreadProcessId(window, &owner);
-    wchar_t className[32] = {};
-    GetClassNameW(window, className, 32);
-    if (owner == search->processId && IsWindowVisible(window) &&
-        wcscmp(className, L"#32770") == 0) {
-        search->found = window;
-        return FALSE;
-    }
-    return TRUE;
-}
-
-// The visible dialog window of a process, or null.
-HWND FindProcessDialog(DWORD processId) {
-    Search search{processId, nullptr};
-    EnumWindows(CheckWindow, reinterpret_cast<LPARAM>(&search));
-    return search.found;
-}
-
-}  // namespace
-
 WindowedProgram::WindowedProgram(std::wstring commandLine, bool suspended) {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE,
-                        suspended ? CREATE_SUSPENDED : 0, nullptr, nullptr, &startup,
-                        &process_)) {
+                        suspended ? CREATE_SUSPENDED : 0, nullptr, nullptr, &startup, &process_)) {
         process_ = {};
     }
 }
@@ -133,30 +125,32 @@ WindowedProgram::~WindowedProgram() {
 }
 
 HWND WindowedProgram::WaitForDialog(DWORD timeoutMs) {
+    // The first visible dialog window of the process.
+    auto find = [this] {
+        for (HWND window = FindWindowExW(nullptr, nullptr, L"#32770", nullptr); window != nullptr;
+             window = FindWindowExW(nullptr, window, L"#32770", nullptr)) {
+            DWORD owner = 0;
+            GetWindowThreadProcessId(window, &owner);
+            if (owner == process_.dwProcessId && IsWindowVisible(window))
+                return window;
+        }
+        return HWND{};
+    };
     HWND window = nullptr;
-    if (Started()) {
-        WaitUntil([&] { return (window = FindProcessDialog(process_.dwProcessId)) != nullptr; },
-                  timeoutMs);
-    }
+    if (Started())
+        WaitUntil([&] { return (window = find()) != nullptr; }, timeoutMs);
     return window;
 }
 
 DWORD WindowedProgram::WaitForExit(DWORD timeoutMs) {
     DWORD exitCode = 0xDEADBEEF;
-    if (Started() && WaitForSingleObject(process_.hProcess, timeoutMs) == WAIT_OBJECT_0) {
+    if (Started() && WaitForSingleObject(process_.hProcess, timeoutMs) == WAIT_OBJECT_0)
         GetExitCodeProcess(process_.hProcess, &exitCode);
-    }
     return exitCode;
 }
 
 bool WindowedProgram::StillRunning() const {
     return Started() && WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT;
-}
-
-void DrainMessages() {
-    MSG message{};
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    }
 }
 
 }  // namespace dialog_driver

@@ -4,34 +4,36 @@
 
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 
-// Drives a dialog window as a user would and reads what it shows. Works on windows of
-// this process and of other processes alike.
+// Drives a dialog window as a user would and reads what it shows, in this process or another.
 namespace dialog_driver {
 
-// Dispatches this thread's messages for the given time.
+// Dispatch this thread's messages for a time, until done() answers true, or until the quit
+// message arrives; false after the timeout.
 void Pump(DWORD milliseconds);
-// Dispatches messages until done() answers true; false after the timeout.
 bool PumpUntil(const std::function<bool()>& done, DWORD timeoutMs);
-// Dispatches messages until the quit message arrives; false after the timeout.
 bool PumpUntilQuit(DWORD timeoutMs);
 // Waits without dispatching (for windows of other processes).
 bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs);
+// Throws away whatever this thread's queue still holds, a quit message included.
+void DrainMessages();
 
 bool Visible(HWND dialog, int id);
+// The controls a screen shows, leaving out what every screen shows: the version line, the
+// footer and the close glyph.
+std::set<int> Shown(HWND dialog);
 std::wstring Text(HWND dialog, int id);
 // Size of the bitmap a picture control shows; {0, 0} without one.
 SIZE PictureSize(HWND dialog, int id);
-
-// Presses a control by posting its command, as the owner-drawn buttons do.
-void Press(HWND dialog, int id);
-
-// The colour (0xRRGGBB) the window painted at a point of a control, given from the
-// control's top-left corner.
-std::uint32_t ControlPixel(HWND dialog, int id, POINT offset);
 // The rectangle of a control in the dialog's client coordinates.
 RECT ControlRect(HWND dialog, int id);
+// The colour (0xRRGGBB) the window painted halfway down a control, x pixels from its left
+// edge, or from its right edge when x is negative.
+std::uint32_t ControlPixel(HWND dialog, int id, int x);
+// Presses a control by posting its command, as the owner-drawn buttons do.
+void Press(HWND dialog, int id);
 
 // A program started with a window of its own, as a user starts setup.exe.
 class WindowedProgram {
@@ -54,8 +56,5 @@ public:
 private:
     PROCESS_INFORMATION process_{};
 };
-
-// Throws away whatever this thread's queue still holds, a quit message included.
-void DrainMessages();
 
 }  // namespace dialog_driver

@@ -2,47 +2,44 @@
 
 #include <filesystem>
 #include <fstream>
-#include <utility>
 
-Picture::Picture(int width, int height) : width_(width), height_(height) {
+Picture Picture::Painted(int width, int height, const std::function<void(HDC)>& paint) {
+    Picture picture(width, height);
     BITMAPINFO info{};
     info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB};
-    dc_ = CreateCompatibleDC(nullptr);
-    bitmap_ = CreateDIBSection(dc_, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&pixels_),
-                               nullptr, 0);
-    previous_ = SelectObject(dc_, bitmap_);
-}
-
-Picture::Picture(Picture&& other) noexcept
-    : width_(other.width_),
-      height_(other.height_),
-      dc_(std::exchange(other.dc_, nullptr)),
-      bitmap_(std::exchange(other.bitmap_, nullptr)),
-      previous_(other.previous_),
-      pixels_(std::exchange(other.pixels_, nullptr)) {}
-
-Picture::~Picture() {
-    if (dc_ != nullptr) {
-        SelectObject(dc_, previous_);
-        DeleteObject(bitmap_);
-        DeleteDC(dc_);
-    }
+    HDC dc = CreateCompatibleDC(nullptr);
+    std::uint32_t* bits = nullptr;
+    HBITMAP bitmap =
+        CreateDIBSection(dc, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&bits), nullptr, 0);
+    HGDIOBJ previous = SelectObject(dc, bitmap);
+    paint(dc);
+    GdiFlush();
+    for (size_t i = 0; bits != nullptr && i < picture.pixels_.size(); ++i)
+        picture.pixels_[i] = bits[i] & 0xFFFFFF;
+    SelectObject(dc, previous);
+    DeleteObject(bitmap);
+    DeleteDC(dc);
+    return picture;
 }
 
 Picture Picture::OfWindow(HWND window) {
     RECT area{};
     GetWindowRect(window, &area);
-    Picture picture(area.right - area.left, area.bottom - area.top);
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
     // The window's own surface: what it painted, without whatever overlaps it on the screen.
     HDC source = GetWindowDC(window);
-    BitBlt(picture.dc_, 0, 0, picture.width_, picture.height_, source, 0, 0, SRCCOPY);
+    Picture picture = Painted(
+        width, height, [&](HDC dc) { BitBlt(dc, 0, 0, width, height, source, 0, 0, SRCCOPY); });
     ReleaseDC(window, source);
     return picture;
 }
 
 namespace {
 
-int Stride(int width) { return ((width * 3 + 3) / 4) * 4; }
+int Stride(int width) {
+    return ((width * 3 + 3) / 4) * 4;
+}
 
 }  // namespace
 
@@ -86,24 +83,7 @@ Picture Picture::Load(const std::wstring& path) {
 }
 
 std::uint32_t Picture::Pixel(int x, int y) const {
-    if (pixels_ == nullptr || x < 0 || y < 0 || x >= width_ || y >= height_) {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_ || pixels_.empty())
         return 0xFFFFFFFFu;
-    }
-    return pixels_[y * width_ + x] & 0xFFFFFF;
-}
-
-int Picture::Count(std::uint32_t rgb) const {
-    int count = 0;
-    for (int i = 0; i < width_ * height_; ++i) {
-        count += (pixels_[i] & 0xFFFFFF) == rgb;
-    }
-    return count;
-}
-
-std::vector<std::uint32_t> Picture::Pixels() const {
-    std::vector<std::uint32_t> all(pixels_, pixels_ + width_ * height_);
-    for (std::uint32_t& pixel : all) {
-        pixel &= 0xFFFFFF;
-    }
-    return all;
+    return pixels_[y * width_ + x];
 }
