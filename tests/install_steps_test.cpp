@@ -23,7 +23,9 @@ using test_support::Narrow;
 using test_support::ReadFileBytes;
 using test_support::TempFolder;
 
+// Writes a file, making its folders first.
 void Write(const std::wstring& path, const std::string& content) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(std::filesystem::path(path), std::ios::binary) << content;
 }
 
@@ -32,37 +34,38 @@ struct InstallerLogHolder {
     CLogging log{kInstallerLogFile, kInstallerComponent};
 };
 
+// Installs from the folder this test program was built in.
+InstallerEnvironment WithManifest(InstallerEnvironment environment) {
+    environment.packageManifest = test_support::ManifestOf(test_support::BinFolder());
+    return environment;
+}
+
 // An installer with this run's settings and a log of its own, which writes nothing until a
 // runtime is attached.
-class TestInstaller : private InstallerLogHolder, public AgentInstaller {
-public:
+struct TestInstaller : private InstallerLogHolder, public AgentInstaller {
     explicit TestInstaller(InstallerEnvironment environment = {})
         : AgentInstaller(GetSetupSettings(), GetBranding(), log, WithManifest(environment)) {}
-
-private:
-    // Installs from the folder this test program was built in.
-    static InstallerEnvironment WithManifest(InstallerEnvironment environment) {
-        environment.packageManifest = test_support::ManifestOf(test_support::BinFolder());
-        return environment;
-    }
 };
 
 // Counts the pauses of polling loops instead of waiting them out.
-class CountedPauses {
-public:
+struct CountedPauses {
     CountedPauses() { process_sys::SetSleepHook([this](std::chrono::milliseconds) { ++count; }); }
     ~CountedPauses() { process_sys::SetSleepHook(nullptr); }
     int count = 0;
 };
 
-TEST(FileDeployment, CopiesTreesWithoutExcludedNames) {
-    TempFolder source;
-    TempFolder target;
+// A link to an outside folder, in a tree that is copied and then deleted: the copy skips it,
+// the deletion removes the link alone.
+TEST(FileDeployment, CopiesTreesWithoutExcludedNamesNorLinks) {
+    TempFolder source, target, outside;
     std::filesystem::create_directories(source / L"sub\\empty");
     Write(source / L"a.dll", "a");
     Write(source / L"events.db", "skip");
     Write(source / L"sub\\events.db", "skip");
     Write(source / L"sub\\b.dll", "b");
+    Write(outside / L"keep.txt", "keep");
+    ASSERT_TRUE(CreateSymbolicLinkW((source / L"sub\\link").c_str(), outside.Path().c_str(),
+                                    SYMBOLIC_LINK_FLAG_DIRECTORY));
     TestInstaller installer;
     ASSERT_EQ(installer.CopyAllFiles(source.Path(), target / L"deep\\agent", {L"events.db"}),
               kStatusOk);
@@ -70,7 +73,22 @@ TEST(FileDeployment, CopiesTreesWithoutExcludedNames) {
     EXPECT_EQ(ReadFileBytes(target / L"deep\\agent\\sub\\b.dll"), "b");
     EXPECT_FALSE(test_support::FileExists(target / L"deep\\agent\\events.db"));
     EXPECT_FALSE(test_support::FileExists(target / L"deep\\agent\\sub\\events.db"));
+    EXPECT_FALSE(test_support::FileExists(target / L"deep\\agent\\sub\\link"));
     EXPECT_TRUE(std::filesystem::is_directory(target / L"deep\\agent\\sub\\empty"));
+
+    if (GetFileAttributesW((source / L"sub\\link").c_str()) == INVALID_FILE_ATTRIBUTES) {
+        GTEST_SKIP() << "CreateSymbolicLinkW reported success and made no link on this system";
+    }
+    ASSERT_TRUE(file_sys::IsLink(source / L"sub\\link"));
+    EXPECT_EQ(DeleteOrDeferFolder(source / L"sub"), kStatusOk);
+    EXPECT_FALSE(test_support::FileExists(source / L"sub"));
+    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
+    // The folder to delete may itself be the link.
+    ASSERT_TRUE(CreateSymbolicLinkW((source / L"direct").c_str(), outside.Path().c_str(),
+                                    SYMBOLIC_LINK_FLAG_DIRECTORY));
+    EXPECT_EQ(DeleteOrDeferFolder(source / L"direct"), kStatusOk);
+    EXPECT_FALSE(test_support::FileExists(source / L"direct"));
+    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
 }
 
 // Copies new.dll over agent.dll held open with the given sharing; six paused tries come first.
@@ -81,8 +99,7 @@ Status CopyOverHeld(const TempFolder& folder, DWORD sharing) {
                               OPEN_EXISTING, 0, nullptr);
     EXPECT_NE(held, INVALID_HANDLE_VALUE);
     CountedPauses pauses;
-    TestInstaller installer;
-    const Status status = installer.CopyFilePath(folder / L"new.dll", folder / L"agent.dll");
+    const Status status = TestInstaller().CopyFilePath(folder / L"new.dll", folder / L"agent.dll");
     CloseHandle(held);
     EXPECT_EQ(pauses.count, 6);
     return status;
@@ -93,31 +110,24 @@ TEST(FileDeployment, AHeldDestinationIsMovedAsideOrTheCopyFails) {
     // Without read or write sharing, but renamable.
     EXPECT_EQ(CopyOverHeld(folder, FILE_SHARE_DELETE), kStatusOk);
     EXPECT_EQ(ReadFileBytes(folder / L"agent.dll"), "new");
-    std::vector<std::wstring> aside;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
-        const std::wstring name = entry.path().filename().wstring();
-        if (name != L"new.dll" && name != L"agent.dll") {
-            aside.push_back(name);
-        }
-    }
+    DeleteFileW((folder / L"agent.dll").c_str());
+    DeleteFileW((folder / L"new.dll").c_str());
+    const std::vector<std::wstring> aside = file_sys::ListFolder(folder.Path());
     ASSERT_EQ(aside.size(), 1u);
     EXPECT_TRUE(
-        std::regex_match(Narrow(aside[0]), std::regex(R"(agent\.dll\.[a-z]{6}\.delete)")));
-    EXPECT_EQ(ReadFileBytes(folder / aside[0]), "old");
+        std::regex_search(Narrow(aside[0]), std::regex(R"(\\agent\.dll\.[a-z]{6}\.delete$)")));
+    EXPECT_EQ(ReadFileBytes(aside[0]), "old");
 
     TempFolder unrenamable;
     EXPECT_EQ(CopyOverHeld(unrenamable, 0), kStatusRenameFailed);
 }
 
 bool FolderWithOpenFileCanBeRenamed(const std::wstring& folder) {
-    std::filesystem::create_directories(folder);
     Write(folder + L"\\held.txt", "held");
     HANDLE held = CreateFileW((folder + L"\\held.txt").c_str(), GENERIC_READ, FILE_SHARE_READ,
                               nullptr, OPEN_EXISTING, 0, nullptr);
     const bool renamed = _wrename(folder.c_str(), (folder + L"2").c_str()) == 0;
     CloseHandle(held);
-    std::error_code ignored;
-    std::filesystem::remove_all(renamed ? folder + L"2" : folder, ignored);
     return renamed;
 }
 
@@ -129,32 +139,25 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
     TempFolder parent;
     EXPECT_EQ(DeleteOrDeferFolder(parent / L"missing"), kStatusOk);
 
-    std::filesystem::create_directories(parent / L"Agent\\logs");
     Write(parent / L"Agent\\logs\\agent.log", "held");
     HANDLE held = CreateFileW((parent / L"Agent\\logs\\agent.log").c_str(), GENERIC_READ,
                               FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, agent_machine::kSessionManager.c_str(),
                        L"PendingFileRenameOperations");
     EXPECT_EQ(DeleteOrDeferFolder(parent / L"Agent"), kStatusRemovalAtRestart);
     CloseHandle(held);
 
-    std::wstring renamed;
-    for (const auto& entry : std::filesystem::directory_iterator(parent.Path())) {
-        if (entry.path().filename() != L"probe") {
-            renamed = entry.path().filename().wstring();
-        }
-    }
+    const std::wstring renamed =
+        std::filesystem::directory_iterator(parent.Path())->path().filename().wstring();
     // Whether a folder holding an open file can be renamed is the system's choice; the
     // folder is renamed exactly when it can be, and registered under the name it has.
     EXPECT_EQ(renamed != L"Agent", FolderWithOpenFileCanBeRenamed(parent / L"probe"));
-    EXPECT_TRUE(std::regex_match(test_support::Narrow(renamed),
-                                 std::regex(R"(Agent(\.[a-z]{6}\.delete)?)")));
+    EXPECT_TRUE(std::regex_match(Narrow(renamed), std::regex(R"(Agent(\.[a-z]{6}\.delete)?)")));
     // Content before folder, depth first.
-    const std::vector<std::wstring> sources = test_support::PendingRenameSources();
     const std::wstring base = L"\\??\\" + (parent / renamed);
-    EXPECT_EQ(sources, (std::vector<std::wstring>{base + L"\\logs\\agent.log", base + L"\\logs",
-                                                  base}));
+    EXPECT_EQ(test_support::PendingRenameSources(),
+              (std::vector<std::wstring>{base + L"\\logs\\agent.log", base + L"\\logs", base}));
 }
 
 // A data tree planted before the installation. Who made an entry is decided through the
@@ -162,9 +165,6 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
 TEST(DataTree, WhatNoAdministratorMadeGoes) {
     TempFolder root;
     const std::wstring data = root / L"Company\\Business Agent";
-    for (const wchar_t* folder : {L"\\setup", L"\\temp\\old", L"\\database", L"\\dump"}) {
-        std::filesystem::create_directories(data + folder);
-    }
     Write(data + L"\\setup\\agentconfig.conf", "planted");
     Write(data + L"\\temp\\old\\x.tmp", "left");
     Write(data + L"\\database\\agent.db", "ours");
@@ -186,44 +186,9 @@ TEST(DataTree, WhatNoAdministratorMadeGoes) {
     // A company folder someone else made, holding more than the agent's folder, stays theirs:
     // the installation stops before it changes anything.
     Write(root / L"Company\\other.txt", "theirs");
-    const auto companyNotOurs = [](HANDLE, const std::wstring& path) {
-        return !path.ends_with(L"\\Company");
-    };
-    EXPECT_EQ(data_tree::SecureDataTree(data, log, companyNotOurs), kStatusFolderNotSecured);
+    const auto notOurs = [](HANDLE, const std::wstring& at) { return !at.ends_with(L"\\Company"); };
+    EXPECT_EQ(data_tree::SecureDataTree(data, log, notOurs), kStatusFolderNotSecured);
     EXPECT_EQ(ReadFileBytes(data + L"\\database\\agent.db"), "ours");
-}
-
-// A link to an outside folder, in a tree that is copied and then deleted: the copy skips it,
-// the deletion removes the link alone.
-TEST(Links, AreNeverCopiedThroughNorDeletedThrough) {
-    TempFolder outside;
-    TempFolder tree;
-    TempFolder copy;
-    Write(outside / L"keep.txt", "keep");
-    std::filesystem::create_directories(tree / L"agent\\sub");
-    Write(tree / L"agent\\sub\\own.txt", "own");
-    ASSERT_TRUE(CreateSymbolicLinkW((tree / L"agent\\sub\\link").c_str(), outside.Path().c_str(),
-                                    SYMBOLIC_LINK_FLAG_DIRECTORY));
-    if (GetFileAttributesW((tree / L"agent\\sub\\link").c_str()) == INVALID_FILE_ATTRIBUTES) {
-        GTEST_SKIP() << "CreateSymbolicLinkW reported success and made no link on this system";
-    }
-    ASSERT_TRUE(file_sys::IsLink(tree / L"agent\\sub\\link"));
-
-    TestInstaller installer;
-    EXPECT_EQ(installer.CopyAllFiles(tree / L"agent", copy / L"agent", {}), kStatusOk);
-    EXPECT_EQ(ReadFileBytes(copy / L"agent\\sub\\own.txt"), "own");
-    EXPECT_FALSE(test_support::FileExists(copy / L"agent\\sub\\link"));
-
-    EXPECT_EQ(DeleteOrDeferFolder(tree / L"agent"), kStatusOk);
-    EXPECT_FALSE(test_support::FileExists(tree / L"agent"));
-    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
-
-    // The folder to delete may itself be the link.
-    ASSERT_TRUE(CreateSymbolicLinkW((tree / L"direct").c_str(), outside.Path().c_str(),
-                                    SYMBOLIC_LINK_FLAG_DIRECTORY));
-    EXPECT_EQ(DeleteOrDeferFolder(tree / L"direct"), kStatusOk);
-    EXPECT_FALSE(test_support::FileExists(tree / L"direct"));
-    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
 }
 
 // The stand-in installer runs for real: downloaded from the backend through the testbed
@@ -235,10 +200,16 @@ protected:
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
         files_ = agent_machine::BackendFolder() + L"\\files";
         std::filesystem::create_directories(files_);
-        ASSERT_EQ(StartRuntime(loader_, test_support::BinFolder(), SetupSettings(), host_.Get(), session_), kStatusOk);
+        agent_machine::CleanMachine();
         Clear();
+        ASSERT_EQ(StartRuntime(loader_, test_support::BinFolder(), SetupSettings(), host_.Get(),
+                               session_),
+                  kStatusOk);
     }
-    void TearDown() override { Clear(); }
+    void TearDown() override {
+        Clear();
+        agent_machine::CleanMachine();
+    }
 
     // Detection reads either registry view.
     static void Clear() {
@@ -248,9 +219,8 @@ protected:
     }
     static void SetRelease(DWORD release, REGSAM view) {
         HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_SET_VALUE | view,
-                                  nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
+        RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_SET_VALUE | view, nullptr,
+                        &key, nullptr);
         RegSetValueExW(key, L"Release", 0, REG_DWORD, reinterpret_cast<BYTE*>(&release),
                        sizeof(release));
         RegCloseKey(key);
@@ -264,10 +234,8 @@ protected:
                    const wchar_t* stub = L"net_installer_stub_signed.exe") {
         const std::wstring name = behaviour + L"-ndp48-x86-x64-allos-enu";
         test_support::CopyBuiltProgram(stub, files_, name);
-        InstallerEnvironment environment;
-        environment.netInstallerUrl = Url(L"/files/" + name);
-        environment.netInstallerPublisher = L"Hollin Test Publisher";
-        TestInstaller installer(environment);
+        TestInstaller installer({.netInstallerUrl = Url(L"/files/" + name),
+                                 .netInstallerPublisher = L"Hollin Test Publisher"});
         installer.UseRuntime(session_.runtime.Get());
         // The installer removes its run's folder when it goes.
         const std::wstring runFolder = package_ / std::to_wstring(++runs_);
@@ -276,31 +244,27 @@ protected:
         return installer.InstallMissingNetFrameworkInstaller();
     }
     static std::wstring RecordedArguments() {
-        wchar_t temp[MAX_PATH] = {};
-        GetTempPathW(MAX_PATH, temp);
-        const std::wstring file = std::wstring(temp) + L"net-installer-args.txt";
+        const std::wstring file =
+            std::filesystem::temp_directory_path() / L"net-installer-args.txt";
         const std::string bytes = ReadFileBytes(file);
         DeleteFileW(file.c_str());
         return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2);
     }
 
     // How many invite requests the backend recorded for a case.
-    int RecordedRequests(const std::string& testCase) {
+    int RecordedRequests(const std::wstring& testCase) {
         CObjectSmPtr<ICommunication> communication;
         session_.runtime->GetCommunication(communication.Receive());
-        const std::string url = "http://127.0.0.1:" + port_ + "/" + testCase + "/requests";
         CObjectSmPtr<IRequest> request;
-        communication->CreateRequest(url.c_str(), request.Receive());
+        communication->CreateRequest(Narrow(Url(L"/" + testCase + L"/requests")).c_str(),
+                                     request.Receive());
         CObjectSmPtr<IPayload> response(new CPayload());
         std::uint32_t status = 0;
         communication->Send(request.Get(), kHttpGet, nullptr, response.Get(), &status);
         const std::string body(reinterpret_cast<const char*>(response->Data()), response->Size());
-        int count = 0;
-        for (size_t at = body.find("\"DELETE\""); at != std::string::npos;
-             at = body.find("\"DELETE\"", at + 1)) {
-            ++count;
-        }
-        return count;
+        const std::regex deleted("\"DELETE\"");
+        return static_cast<int>(std::distance(
+            std::sregex_iterator(body.begin(), body.end(), deleted), std::sregex_iterator()));
     }
 
     static constexpr wchar_t kKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
@@ -313,7 +277,10 @@ protected:
     RuntimeSession session_;
 };
 
-TEST_F(NetFrameworkInstaller, DetectedFromTheReleaseInEitherView) {
+// Detected from the release in either registry view. A download runs only when its publisher
+// signed it: an unsigned one or one signed by anybody else is deleted and never started. Then
+// the registry decides, except for a restart.
+TEST_F(NetFrameworkInstaller, DetectedInEitherViewAndRunOnlyWhenSigned) {
     TestInstaller installer;
     EXPECT_FALSE(installer.IsNetFrameworkInstalled());
     SetRelease(528039, KEY_WOW64_64KEY);
@@ -323,83 +290,60 @@ TEST_F(NetFrameworkInstaller, DetectedFromTheReleaseInEitherView) {
     Clear();
     SetRelease(533320, KEY_WOW64_32KEY);
     EXPECT_TRUE(installer.IsNetFrameworkInstalled());
-}
-
-TEST_F(NetFrameworkInstaller, TheRegistryDecidesExceptForARestart) {
-    EXPECT_EQ(RunStub(L"set-exit0"), kStatusOk);
-    const std::wstring arguments = RecordedArguments();
-    EXPECT_TRUE(arguments.ends_with(L"/q /norestart")) << Narrow(arguments);
-
     Clear();
-    EXPECT_EQ(RunStub(L"set-exit1603"), kStatusOk);
-    Clear();
-    EXPECT_EQ(RunStub(L"exit1603"), kStatusStillMissing);
-    EXPECT_EQ(RunStub(L"exit3010"), kStatusPrerequisiteNeedsRestart);
 
-    TestInstaller withoutRuntime;
-    EXPECT_EQ(withoutRuntime.InstallMissingNetFrameworkInstaller(), kStatusDownloadUnavailable);
-}
-
-// A download runs only when its publisher signed it: an unsigned one or one signed by
-// anybody else is deleted and never started.
-TEST_F(NetFrameworkInstaller, OnlyTheExpectedPublishersSignatureRuns) {
     RecordedArguments();  // none left from before
     EXPECT_EQ(RunStub(L"set-exit0", L"net_installer_stub.exe"), kStatusDownloadNotTrusted);
     EXPECT_EQ(RunStub(L"set-exit0", L"net_installer_stub_other.exe"), kStatusDownloadNotTrusted);
     EXPECT_EQ(RecordedArguments(), L"") << "a refused installer ran";
+
+    const std::pair<const wchar_t*, Status> runs[] = {
+        {L"set-exit0", kStatusOk}, {L"set-exit1603", kStatusOk},
+        {L"exit1603", kStatusStillMissing}, {L"exit3010", kStatusPrerequisiteNeedsRestart}};
+    for (const auto& [behaviour, status] : runs) {
+        Clear();
+        EXPECT_EQ(RunStub(behaviour), status) << Narrow(behaviour);
+        const std::wstring arguments = RecordedArguments();
+        EXPECT_TRUE(arguments.ends_with(L"/q /norestart")) << Narrow(arguments);
+    }
+    EXPECT_EQ(installer.InstallMissingNetFrameworkInstaller(), kStatusDownloadUnavailable)
+        << "without a runtime";
 }
 
 // The invite loop, run by the installation in this process against the backend.
 TEST_F(NetFrameworkInstaller, InviteIsAskedSixtyTimesUnlessItIsGone) {
     SetupSettings& settings = GetSetupSettings();
     settings.token = L"invite-loop-token-0123456789abcdef";
-    {
-        settings.serverUrl = Url(L"/InviteLoopError/error");
+    // Answer, status, requests, pauses: a gone invite is not waited for.
+    const std::tuple<std::wstring, Status, int, int> answers[] = {
+        {L"error", kStatusHttpStatus, 60, 60}, {L"gone", kStatusInviteGone, 1, 0}};
+    for (const auto& [answer, status, asked, paused] : answers) {
+        const std::wstring testCase = L"InviteLoop" + answer;
+        settings.serverUrl = Url(L"/" + testCase + L"/" + answer);
         CountedPauses pauses;
-        TestInstaller installer;
-        EXPECT_EQ(installer.Install(nullptr), kStatusHttpStatus);
-        EXPECT_EQ(pauses.count, 60);
-        EXPECT_EQ(RecordedRequests("InviteLoopError"), 60);
-    }
-    {
-        settings.serverUrl = Url(L"/InviteLoopGone/gone");
-        CountedPauses pauses;
-        TestInstaller installer;
-        EXPECT_EQ(installer.Install(nullptr), kStatusInviteGone);
-        EXPECT_EQ(RecordedRequests("InviteLoopGone"), 1);
+        EXPECT_EQ(TestInstaller().Install(nullptr), status) << Narrow(answer);
+        EXPECT_EQ(pauses.count, paused);
+        EXPECT_EQ(RecordedRequests(testCase), asked);
     }
     EXPECT_FALSE(test_support::FileExists(agent_machine::kCompanyProgramFolder));
-    std::error_code ignored;
-    std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
 }
 
 // Real delete-at-restart entries, an unrelated one first, as a busy machine has them.
 TEST_F(NetFrameworkInstaller, AgentFilesDueForDeletionAtRestartStopTheInstallation) {
-    using agent_machine::kSessionManager;
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(), L"PendingFileRenameOperations");
     TempFolder unrelated;
-    Write(unrelated / L"other.tmp", "x");
-    std::filesystem::create_directories(agent_machine::kDataFolder + L"\\logs");
-    Write(agent_machine::kDataFolder + L"\\logs\\old.log", "x");
-    ASSERT_TRUE(MoveFileExW((unrelated / L"other.tmp").c_str(), nullptr,
-                            MOVEFILE_DELAY_UNTIL_REBOOT));
-    ASSERT_TRUE(MoveFileExW((agent_machine::kDataFolder + L"\\logs\\old.log").c_str(), nullptr,
-                            MOVEFILE_DELAY_UNTIL_REBOOT));
+    for (const std::wstring& file :
+         {unrelated / L"other.tmp", agent_machine::kDataFolder + L"\\logs\\old.log"}) {
+        Write(file, "x");
+        ASSERT_TRUE(MoveFileExW(file.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
+    }
 
     SetupSettings& settings = GetSetupSettings();
     settings.token = L"pending-removal-token-0123456789abcdef";
     settings.serverUrl = Url(L"/PendingRemoval/accept");
-    {
-        TestInstaller installer;
-        EXPECT_EQ(installer.Install(nullptr), kStatusRestartBeforeInstall);
-    }
-    EXPECT_EQ(RecordedRequests("PendingRemoval"), 0);
+    EXPECT_EQ(TestInstaller().Install(nullptr), kStatusRestartBeforeInstall);
+    EXPECT_EQ(RecordedRequests(L"PendingRemoval"), 0);
     EXPECT_FALSE(test_support::FileExists(agent_machine::kCompanyProgramFolder));
     EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"), L"");
-
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager.c_str(), L"PendingFileRenameOperations");
-    std::error_code ignored;
-    std::filesystem::remove_all(L"C:\\ProgramData\\ZELKO Software", ignored);
 }
 
 // The scheduler's own service is stood in for by the test service.
@@ -412,75 +356,51 @@ protected:
                       service_sys::kOwnProcess, service_sys::kDemandStart),
                   kStatusOk);
         ASSERT_EQ(service_sys::StartServiceByName(kService), kStatusOk);
-        ASSERT_TRUE(WaitFor(SERVICE_RUNNING));
+        ASSERT_TRUE(agent_machine::WaitForAgentState(SERVICE_RUNNING, kService));
     }
     void TearDown() override {
         service_sys::StopService(kService);
-        WaitFor(SERVICE_STOPPED);
+        agent_machine::WaitForAgentState(SERVICE_STOPPED, kService);
         service_sys::DeleteServiceByName(kService);
-    }
-    static bool WaitFor(DWORD state) {
-        for (int pass = 0; pass < 100; ++pass) {
-            if (service_sys::GetServiceState(kService) == state) {
-                return true;
-            }
-            Sleep(100);
-        }
-        return false;
     }
     // A restarted service runs in a new process.
     static std::set<DWORD> ServicePids() { return process_sys::GetPidsByName(L"test_service.exe"); }
-    InstallerEnvironment Probe(const std::wstring& arguments,
-                               const std::wstring& program = test_support::BinFolder() +
-                                                             L"\\test_child.exe") {
-        InstallerEnvironment environment;
-        environment.schedulerService = kService;
-        environment.schedulerProbeLimitMs = 2000;
-        environment.schedulerProbe = process_sys::BuildCommandLine(program, arguments.c_str());
-        return environment;
-    }
     static constexpr wchar_t kService[] = L"HollinSetupTestScheduler";
 };
 
-TEST_F(SchedulerProbe, AHungProbeRestartsTheService) {
-    const std::set<DWORD> pids = ServicePids();
-    {
-        TestInstaller installer(Probe(L"exit 3"));  // in time, whatever its exit code
-        EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
-        EXPECT_EQ(ServicePids(), pids);
-    }
-    CountedPauses pauses;
-    TestInstaller installer(Probe(L"sleep 10000"));
-    EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
-    EXPECT_TRUE(WaitFor(SERVICE_RUNNING));
-    EXPECT_NE(ServicePids(), pids);
-
-    TestInstaller noProbe(Probe(L"", L"C:\\no\\such\\schtasks.exe"));
-    EXPECT_EQ(noProbe.RestartTaskSchedulerServiceIfNeeded(), kStatusProbeNotStarted);
-}
-
-// A real schtasks lists every task of the machine: tens of kilobytes that nobody reads.
-TEST_F(SchedulerProbe, ALongListingIsNotMistakenForAHungService) {
-    const std::set<DWORD> pids = ServicePids();
+TEST_F(SchedulerProbe, OnlyAHungProbeRestartsTheService) {
     TempFolder tools;
     test_support::CopyBuiltProgram(L"test_child.exe", tools.Path(), L"schtasks.exe");
-    InstallerEnvironment environment =
-        Probe(L"repeat 4096 " + std::wstring(64, L't'), tools / L"schtasks.exe");
-    environment.schedulerProbeLimitMs = 30000;
-    CountedPauses pauses;
-    TestInstaller installer(environment);
-    EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), kStatusOk);
-    EXPECT_EQ(pauses.count, 0);
-    EXPECT_EQ(ServicePids(), pids);
+    const std::wstring probe = tools / L"schtasks.exe";
+    // A real schtasks lists every task of the machine: tens of kilobytes that nobody reads.
+    const std::wstring longListing = L"repeat 4096 " + std::wstring(64, L't');
+    // Program, arguments, time limit, status, whether the service is restarted.
+    const std::tuple<std::wstring, std::wstring, DWORD, Status, bool> probes[] = {
+        {probe, L"exit 3", 2000, kStatusOk, false},  // in time, whatever its exit code
+        {probe, longListing, 30000, kStatusOk, false},
+        {L"C:\\no\\such\\schtasks.exe", L"", 2000, kStatusProbeNotStarted, false},
+        {probe, L"sleep 10000", 2000, kStatusOk, true}};
+    for (const auto& [program, arguments, limitMs, status, restarted] : probes) {
+        SCOPED_TRACE(Narrow(program + L" " + arguments.substr(0, 20)));
+        const std::set<DWORD> pids = ServicePids();
+        CountedPauses pauses;
+        TestInstaller installer(
+            {.schedulerProbe = process_sys::BuildCommandLine(program, arguments.c_str()),
+             .schedulerService = kService,
+             .schedulerProbeLimitMs = limitMs});
+        EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), status);
+        EXPECT_TRUE(agent_machine::WaitForAgentState(SERVICE_RUNNING, kService));
+        EXPECT_EQ(ServicePids() != pids, restarted);
+        EXPECT_EQ(pauses.count > 0, restarted);
+    }
 }
 
 // systeminfo stands in for any tool that never ends.
 TEST(SystemInfo, AToolThatNeverEndsDoesNotHoldUpTheInstallation) {
-    InstallerEnvironment environment;
-    environment.systemInfoTool = process_sys::BuildCommandLine(
-        test_support::BinFolder() + L"\\test_child.exe", L"out facts sleep 120000");
-    environment.systemInfoLimitMs = 2000;
-    TestInstaller installer(environment);
+    TestInstaller installer({.systemInfoTool = process_sys::BuildCommandLine(
+                                 test_support::BinFolder() + L"\\test_child.exe",
+                                 L"out facts sleep 120000"),
+                             .systemInfoLimitMs = 2000});
     const auto start = std::chrono::steady_clock::now();
     installer.LogSystemInfo();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <vector>
 
 #include "sys/file_sys.h"
 #include "sys/service_sys.h"
@@ -42,27 +42,18 @@ void AddKeyTree(const std::wstring& root, MachineState& state) {
     state[root] = L"<key>";
     wchar_t name[256];
     BYTE data[4096];
-    for (DWORD index = 0;; ++index) {
-        DWORD length = 256;
-        DWORD size = sizeof(data);
-        DWORD type = 0;
-        if (RegEnumValueW(key, index, name, &length, nullptr, &type, data, &size) !=
-            ERROR_SUCCESS) {
-            break;
-        }
+    for (DWORD index = 0, length = 256, size = sizeof(data), type = 0;
+         RegEnumValueW(key, index, name, &length, nullptr, &type, data, &size) == ERROR_SUCCESS;
+         ++index, length = 256, size = sizeof(data)) {
         state[root + L"\\" + name] = std::to_wstring(type) + L":" +
                                       std::wstring(reinterpret_cast<wchar_t*>(data), size / 2);
     }
-    std::vector<std::wstring> subkeys;
-    for (DWORD length = 256; RegEnumKeyExW(key, static_cast<DWORD>(subkeys.size()), name, &length,
-                                           nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-         length = 256) {
-        subkeys.emplace_back(name);
+    for (DWORD index = 0, length = 256; RegEnumKeyExW(key, index, name, &length, nullptr, nullptr,
+                                                      nullptr, nullptr) == ERROR_SUCCESS;
+         ++index, length = 256) {
+        AddKeyTree(root + L"\\" + name, state);
     }
     RegCloseKey(key);
-    for (const std::wstring& subkey : subkeys) {
-        AddKeyTree(root + L"\\" + subkey, state);
-    }
 }
 
 }  // namespace
@@ -101,12 +92,9 @@ MachineState TakeMachineState() {
     return state;
 }
 
-
 std::wstring BackendFolder() {
     std::wstring folder = L"Z:" HOLLIN_BACKEND_FOLDER;
-    for (wchar_t& c : folder) {
-        c = c == L'/' ? L'\\' : c;
-    }
+    std::replace(folder.begin(), folder.end(), L'/', L'\\');
     return folder;
 }
 
@@ -151,9 +139,9 @@ void SetNetFrameworkInstalled() {
                     L"Release", REG_DWORD, &release, sizeof(release));
 }
 
-bool WaitForAgentState(DWORD state) {
+bool WaitForAgentState(DWORD state, const wchar_t* service) {
     for (int pass = 0; pass < 100; ++pass) {
-        if (service_sys::GetServiceState(L"ClientManager") == state) {
+        if (service_sys::GetServiceState(service) == state) {
             return true;
         }
         Sleep(100);
@@ -162,8 +150,11 @@ bool WaitForAgentState(DWORD state) {
 }
 
 void CleanMachine() {
-    service_sys::StopService(L"ClientManager");
-    WaitForAgentState(SERVICE_STOPPED);
+    // Waiting for a service that is not there would wait out the whole limit.
+    if (service_sys::GetServiceState(L"ClientManager") != service_sys::kStateUnknown) {
+        service_sys::StopService(L"ClientManager");
+        WaitForAgentState(SERVICE_STOPPED);
+    }
     service_sys::DeleteServiceByName(L"ClientManager");
     std::error_code ignored;
     std::filesystem::remove_all(kCompanyProgramFolder, ignored);

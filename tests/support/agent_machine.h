@@ -50,12 +50,12 @@ private:
 // The machine has .NET Framework 4.8, as most machines do.
 void SetNetFrameworkInstalled();
 
-bool WaitForAgentState(DWORD state);
+// Whether the agent's service, or the one named, reaches the state within ten seconds.
+bool WaitForAgentState(DWORD state, const wchar_t* service = L"ClientManager");
 
-// What an installation or removal touches, as an administrator would compare it before and
-// after: the names in Program Files and ProgramData, the agent's files by path with size and
-// a hash of their content (the runtime's log folder left out: it grows with every run and
-// explains the failure), its registry values, pending renames and the service.
+// What an installation or removal touches, as an administrator would compare it: the names in
+// Program Files and ProgramData, the agent's files with size and hash (not the log folder: it
+// grows with every run and explains a failure), its registry values, pending renames, service.
 using MachineState = std::map<std::wstring, std::wstring>;
 MachineState TakeMachineState();
 

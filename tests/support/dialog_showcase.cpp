@@ -1,13 +1,13 @@
 // Shows one screen of the install or uninstall window, as a user would reach it, and saves
 // it as a 24-bit BMP. The work behind the window is replaced through the dialogs' seams.
 //   dialog_showcase <install|uninstall> <screen> <language number> <picture.bmp>
-// Install screens: ready, not-permitted, installing, completed, restart, failed, policy.
-// Uninstall screens: confirm, confirm-password, not-permitted, removing, wrong-password,
-// removed, removed-restart, failed.
+// Screens: install ready|not-permitted|installing|completed|restart|failed|policy; uninstall
+// confirm|confirm-password|not-permitted|removing|wrong-password|removed|removed-restart|failed.
 #include <windows.h>
 
 #include <cstdio>
 #include <gdiplus.h>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -25,18 +25,6 @@
 #include "ui/uninstall_dialog.h"
 
 using dialog_driver::Pump;
-
-namespace {
-
-HANDLE g_never = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-
-Status Blocked(IProgress* progress, Stage stage) {
-    progress->Report(stage);
-    WaitForSingleObject(g_never, INFINITE);
-    return 0;
-}
-
-}  // namespace
 
 int wmain(int argc, wchar_t** argv) {
     if (argc != 5) {
@@ -56,49 +44,39 @@ int wmain(int argc, wchar_t** argv) {
 
     DialogSeams& seams = GetDialogSeams();
     seams.isAdministrator = [screen] { return screen != L"not-permitted"; };
-    Status result = 0;
-    if (screen == L"restart")
-        result = ToStatus(0x10000005);
-    if (screen == L"failed")
-        result = ToStatus(0x80000203);
-    if (screen == L"policy")
-        result = ToStatus(0x8000000B);
-    if (screen == L"wrong-password")
-        result = ToStatus(0x80000017);
-    if (screen == L"removed-restart")
-        result = ToStatus(0x80000052);
+    // What the work behind the window ends with; 0 for any other screen.
+    const std::map<std::wstring, std::uint32_t> results = {
+        {L"restart", 0x10000005},        {L"failed", 0x80000203},
+        {L"policy", 0x8000000B},         {L"wrong-password", 0x80000017},
+        {L"removed-restart", 0x80000052}};
+    const Status result = ToStatus(results.contains(screen) ? results.at(screen) : 0);
     const bool blocked = screen == L"installing" || screen == L"removing";
-    seams.install = [=](IProgress* progress) {
-        return blocked ? Blocked(progress, Stage::kCopyingFiles) : result;
+    const Stage stage = kind == L"install" ? Stage::kCopyingFiles : Stage::kRemovingFiles;
+    const auto work = [=](IProgress* progress) {
+        if (blocked) {
+            progress->Report(stage);
+            Sleep(INFINITE);
+        }
+        return result;
     };
-    seams.uninstall = [=](IProgress* progress, const std::wstring&) {
-        return blocked ? Blocked(progress, Stage::kRemovingFiles) : result;
-    };
-    const std::wstring dataFolder =
-        file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding().dataSubfolder;
-    WritePasswordPolicy(dataFolder, screen == L"confirm-password" || screen == L"wrong-password",
-                        "");
+    seams.install = work;
+    seams.uninstall = [=](IProgress* progress, const std::wstring&) { return work(progress); };
+    WritePasswordPolicy(file_sys::GetCommonAppDataFolder() + L"\\" + GetBranding().dataSubfolder,
+                        screen == L"confirm-password" || screen == L"wrong-password", "");
 
-    std::unique_ptr<CDialogBase> dialog;
-    if (kind == L"install") {
-        dialog = std::make_unique<CInstallDialog>();
-    } else {
-        dialog = std::make_unique<CUninstallDialog>();
-    }
+    const std::unique_ptr<CDialogBase> dialog(kind == L"install"
+                                                  ? static_cast<CDialogBase*>(new CInstallDialog())
+                                                  : new CUninstallDialog());
     HWND window = dialog->Create(language, screen == L"ready");
     if (window == nullptr)
         return 3;
     Pump(600);
+    // The wrong password is given twice: the layout a user meets after retrying.
     const bool pressed = screen != L"ready" && screen != L"not-permitted" && screen != L"confirm" &&
                          screen != L"confirm-password";
-    if (pressed) {
+    for (int press = 0; press < (screen == L"wrong-password" ? 2 : pressed ? 1 : 0); ++press) {
         PostMessageW(window, WM_COMMAND, IDC_MAIN_BUTTON, 0);
         Pump(blocked ? 1500 : 1000);
-    }
-    if (screen == L"wrong-password") {
-        // The second round shows the layout a user meets after retrying.
-        PostMessageW(window, WM_COMMAND, IDC_MAIN_BUTTON, 0);
-        Pump(1000);
     }
     const bool saved = Picture::OfWindow(window).Save(argv[4]);
     // A blocked worker never ends; leave without waiting for it.

@@ -1,13 +1,9 @@
-// setup.exe's own entry with one step of a silent installation made to fail: the step is
-// named by the environment variable HOLLIN_FAULT_STEP ("copy-files", "place-config",
-// "set-recovery", "undo-register-service", ...; several separated by commas); "throw-"
-// before a name makes it throw instead, "kill-" ends the process at once, as a deployment
-// tool's time limit or a power cut would (with "kill-copy-file", at the second file copied).
-// HOLLIN_NET_URL replaces the .NET installer's address (signed by sign_stub.sh's publisher);
-// HOLLIN_MANIFEST_FILE names a package manifest to use in place of the one it carries;
-// HOLLIN_PAUSES_FILE makes every pause of a polling loop 10 ms and receives their count at
-// the end. It ends with setup.exe's exit code. Used from a package folder of its own, in
-// place of setup.exe.
+// setup.exe's own entry, used in its place in a package folder, with the faults the
+// installation tests ask for: HOLLIN_FAULT_STEP names steps to fail ("undo-NAME" a step's
+// undo; commas between), "throw-NAME" one to throw in, "kill-NAME" one to end the process at,
+// as a time limit or a power cut would ("kill-copy-file": at the second file copied);
+// HOLLIN_NET_URL replaces the .NET installer's address, HOLLIN_MANIFEST_FILE the package
+// manifest; HOLLIN_PAUSES_FILE makes each polling pause 10 ms and receives their count.
 #include <windows.h>
 
 #include <atomic>
@@ -26,19 +22,19 @@ constexpr Status kInjectedFault = ToStatus(0x8000FA17);
 constexpr UINT kKilledExitCode = 0xDEAD;
 
 Status FailNamedStep(const char* step) {
-    char wanted[64] = {};
-    GetEnvironmentVariableA("HOLLIN_FAULT_STEP", wanted, sizeof(wanted));
-    const std::string steps = std::string(",") + wanted + ",";
-    if (steps.find(",throw-" + std::string(step) + ",") != std::string::npos) {
+    const char* wanted = std::getenv("HOLLIN_FAULT_STEP");
+    const std::string steps = std::string(",") + (wanted != nullptr ? wanted : "") + ",";
+    const auto named = [&](const std::string& prefix) {
+        return steps.find("," + prefix + step + ",") != std::string::npos;
+    };
+    if (named("throw-")) {
         throw std::runtime_error("injected");
     }
     static int copies = 0;
-    if (steps.find(",kill-" + std::string(step) + ",") != std::string::npos &&
-        (std::string(step) != "copy-file" || ++copies == 2)) {
+    if (named("kill-") && (std::string(step) != "copy-file" || ++copies == 2)) {
         TerminateProcess(GetCurrentProcess(), kKilledExitCode);
     }
-    return steps.find("," + std::string(step) + ",") != std::string::npos ? kInjectedFault
-                                                                          : kStatusOk;
+    return named("") ? kInjectedFault : kStatusOk;
 }
 
 }  // namespace
@@ -46,18 +42,17 @@ Status FailNamedStep(const char* step) {
 int wmain() {
     InstallerEnvironment environment;
     environment.faultAt = FailNamedStep;
-    wchar_t netUrl[1024] = {};
-    if (GetEnvironmentVariableW(L"HOLLIN_NET_URL", netUrl, 1024) > 0) {
-        environment.netInstallerUrl = netUrl;
+    if (const wchar_t* url = _wgetenv(L"HOLLIN_NET_URL")) {
+        environment.netInstallerUrl = url;
         environment.netInstallerPublisher = L"Hollin Test Publisher";  // sign_stub.sh's
     }
-    wchar_t manifestFile[MAX_PATH] = {};
-    if (GetEnvironmentVariableW(L"HOLLIN_MANIFEST_FILE", manifestFile, MAX_PATH) > 0) {
-        file_sys::ReadWholeFile(manifestFile, environment.packageManifest);
+    if (const wchar_t* manifest = _wgetenv(L"HOLLIN_MANIFEST_FILE")) {
+        file_sys::ReadWholeFile(manifest, environment.packageManifest);
     }
-    wchar_t pausesFile[MAX_PATH] = {};
+    const wchar_t* pausesVariable = _wgetenv(L"HOLLIN_PAUSES_FILE");
+    const std::wstring pausesFile = pausesVariable != nullptr ? pausesVariable : L"";
     std::atomic<int> pauses{0};
-    if (GetEnvironmentVariableW(L"HOLLIN_PAUSES_FILE", pausesFile, MAX_PATH) > 0) {
+    if (!pausesFile.empty()) {
         process_sys::SetSleepHook([&pauses](std::chrono::milliseconds) {
             ++pauses;
             Sleep(10);
@@ -65,9 +60,8 @@ int wmain() {
     }
     SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);  // as setup.exe does first
     const DWORD exitCode = RunSetup(GetModuleHandleW(nullptr), CommandTail().c_str(), environment);
-    if (*pausesFile != L'\0') {
-        const std::string count = std::to_string(pauses.load());
-        file_sys::WriteWholeFile(pausesFile, count);
+    if (!pausesFile.empty()) {
+        file_sys::WriteWholeFile(pausesFile, std::to_string(pauses.load()));
     }
     return static_cast<int>(exitCode);
 }

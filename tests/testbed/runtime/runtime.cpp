@@ -5,7 +5,11 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -17,8 +21,7 @@ std::atomic<int> g_liveObjects{0};
 
 // Every object of the library counts towards GetLockCount while it lives.
 template <class Interface>
-class Counted : public CObjectBase<Interface> {
-public:
+struct Counted : public CObjectBase<Interface> {
     Counted() { ++g_liveObjects; }
     ~Counted() override { --g_liveObjects; }
 };
@@ -26,19 +29,14 @@ public:
 Status FromWin32(DWORD error) { return static_cast<Status>(HRESULT_FROM_WIN32(error)); }
 
 std::wstring Widen(const char* text) {
-    std::wstring wide;
-    for (; *text != '\0'; ++text) {
-        wide.push_back(static_cast<unsigned char>(*text));
-    }
-    return wide;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    return std::wstring(bytes, bytes + strlen(text));
 }
 
 std::string Utf8(const std::wstring& wide) {
-    int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
-                                     nullptr, 0, nullptr, nullptr);
-    std::string text(static_cast<size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(),
-                        length, nullptr, nullptr);
+    std::string text(wide.size() * 3, '\0');  // at most three bytes for each UTF-16 unit
+    text.resize(WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
+                                    text.data(), static_cast<int>(text.size()), nullptr, nullptr));
     return text;
 }
 
@@ -50,27 +48,20 @@ Status CopyOut(const std::wstring& text, wchar_t* buffer, std::uint32_t capacity
     return kStatusOk;
 }
 
-// Writes bytes to a file, appended or as its whole content.
+// Writes bytes to a file, appended or as its whole content, shared with its readers.
 bool Store(const std::wstring& path, const std::string& bytes, bool append) {
-    HANDLE file = CreateFileW(path.c_str(), append ? FILE_APPEND_DATA : GENERIC_WRITE,
-                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              append ? OPEN_ALWAYS : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        return false;
-    }
-    DWORD written = 0;
-    const BOOL stored =
-        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(file);
-    return stored != FALSE;
+    std::ofstream file(std::filesystem::path(path), append ? std::ios::binary | std::ios::app
+                                                           : std::ios::binary | std::ios::trunc);
+    return static_cast<bool>(file << bytes << std::flush);
 }
 
-// What the manager and everything it creates share: the proxy and the default settings.
+// What the manager and everything it creates share: the proxy and the default settings,
+// given before any request runs, so unlocked.
 class CShared final : public Counted<ICommunicationConfiguration> {
 public:
-    Status EnableProxy(bool on) override { return Set(proxyEnabled, on); }
-    Status SetProxyServer(const wchar_t* text) override { return Set(proxyServer, text); }
-    Status SetProxyPort(std::int32_t port) override { return Set(proxyPort, port); }
+    Status EnableProxy(bool on) override { return proxyEnabled = on, kStatusOk; }
+    Status SetProxyServer(const wchar_t* text) override { return proxyServer = text, kStatusOk; }
+    Status SetProxyPort(std::int32_t port) override { return proxyPort = port, kStatusOk; }
     // Only a named proxy without authentication is used; the rest is accepted and left aside.
     Status SetProxyAutoDetect(bool) override { return kStatusOk; }
     Status SetProxyAuthentication(bool) override { return kStatusOk; }
@@ -82,17 +73,8 @@ public:
     bool proxyEnabled = false;
     std::wstring proxyServer;
     std::int32_t proxyPort = 0;
-
-    std::mutex lock;
     std::map<std::wstring, std::wstring> texts;
     std::map<std::wstring, std::uint32_t> numbers;
-
-private:
-    template <class Field, class Value>
-    static Status Set(Field& field, Value value) {
-        field = value;
-        return kStatusOk;
-    }
 };
 using SharedPtr = CObjectSmPtr<CShared>;
 
@@ -103,9 +85,13 @@ public:
         headers += Widen(name) + L": " + Widen(value) + L"\r\n";
         return kStatusOk;
     }
-    std::wstring url;
-    std::wstring headers;
+    std::wstring url, headers;
 };
+
+struct InternetCloser {
+    void operator()(HINTERNET handle) const { WinHttpCloseHandle(handle); }
+};
+using Internet = std::unique_ptr<void, InternetCloser>;
 
 // One WinHTTP exchange, for Send and Download alike.
 Status HttpExchange(const CShared& proxy, const wchar_t* verb, const std::wstring& url,
@@ -120,59 +106,47 @@ Status HttpExchange(const CShared& proxy, const wchar_t* verb, const std::wstrin
     if (!WinHttpCrackUrl(url.c_str(), 0, 0, &parts)) {
         return FromWin32(GetLastError());
     }
-    std::wstring proxyName;
-    if (proxy.proxyEnabled && !proxy.proxyServer.empty()) {
-        proxyName = proxy.proxyServer;
-        if (proxy.proxyPort > 0) {
-            proxyName += L":" + std::to_wstring(proxy.proxyPort);
-        }
-    }
-    HINTERNET session = WinHttpOpen(
+    const std::wstring proxyName =
+        !proxy.proxyEnabled || proxy.proxyServer.empty() ? L""
+        : proxy.proxyServer + (proxy.proxyPort > 0 ? L":" + std::to_wstring(proxy.proxyPort) : L"");
+    const Internet session(WinHttpOpen(
         L"BusinessAgentRuntime/1.0",
         proxyName.empty() ? WINHTTP_ACCESS_TYPE_NO_PROXY : WINHTTP_ACCESS_TYPE_NAMED_PROXY,
         proxyName.empty() ? WINHTTP_NO_PROXY_NAME : proxyName.c_str(), WINHTTP_NO_PROXY_BYPASS,
-        0);
+        0));
     const std::wstring host(parts.lpszHostName, parts.dwHostNameLength);
-    HINTERNET connection =
-        session != nullptr ? WinHttpConnect(session, host.c_str(), parts.nPort, 0) : nullptr;
-    HINTERNET request =
-        connection != nullptr
-            ? WinHttpOpenRequest(connection, verb, parts.lpszUrlPath, nullptr, WINHTTP_NO_REFERER,
-                                 WINHTTP_DEFAULT_ACCEPT_TYPES,
-                                 parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE : 0)
-            : nullptr;
+    const Internet connection(session ? WinHttpConnect(session.get(), host.c_str(), parts.nPort, 0)
+                                      : nullptr);
+    const Internet request(
+        connection ? WinHttpOpenRequest(connection.get(), verb, parts.lpszUrlPath, nullptr,
+                                        WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
+                                        parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE
+                                                                               : 0)
+                   : nullptr);
+    if (!request) {
+        return FromWin32(GetLastError());
+    }
     // The caller sees every answer as it is, redirects included.
-    if (request != nullptr) {
-        DWORD disable = WINHTTP_DISABLE_REDIRECTS;
-        WinHttpSetOption(request, WINHTTP_OPTION_DISABLE_FEATURE, &disable, sizeof(disable));
-    }
-    Status status = kStatusOk;
-    if (request == nullptr ||
-        !WinHttpSendRequest(request, headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS
-                                                     : headers.c_str(),
+    DWORD disable = WINHTTP_DISABLE_REDIRECTS;
+    WinHttpSetOption(request.get(), WINHTTP_OPTION_DISABLE_FEATURE, &disable, sizeof(disable));
+    if (!WinHttpSendRequest(request.get(),
+                            headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
                             static_cast<DWORD>(-1L), const_cast<char*>(body.data()),
-                            static_cast<DWORD>(body.size()), static_cast<DWORD>(body.size()),
-                            0) ||
-        !WinHttpReceiveResponse(request, nullptr)) {
-        status = FromWin32(GetLastError());
-    } else {
-        DWORD code = 0;
-        DWORD size = sizeof(code);
-        WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
-                            WINHTTP_HEADER_NAME_BY_INDEX, &code, &size, WINHTTP_NO_HEADER_INDEX);
-        httpStatus = code;
-        char buffer[8192];
-        DWORD read = 0;
-        while (WinHttpReadData(request, buffer, sizeof(buffer), &read) && read > 0) {
-            received.append(buffer, read);
-        }
+                            static_cast<DWORD>(body.size()), static_cast<DWORD>(body.size()), 0) ||
+        !WinHttpReceiveResponse(request.get(), nullptr)) {
+        return FromWin32(GetLastError());
     }
-    for (HINTERNET handle : {request, connection, session}) {
-        if (handle != nullptr) {
-            WinHttpCloseHandle(handle);
-        }
+    DWORD code = 0;
+    DWORD size = sizeof(code);
+    WinHttpQueryHeaders(request.get(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                        WINHTTP_HEADER_NAME_BY_INDEX, &code, &size, WINHTTP_NO_HEADER_INDEX);
+    httpStatus = code;
+    char buffer[8192];
+    DWORD read = 0;
+    while (WinHttpReadData(request.get(), buffer, sizeof(buffer), &read) && read > 0) {
+        received.append(buffer, read);
     }
-    return status;
+    return kStatusOk;
 }
 
 class CCommunication final : public Counted<ICommunication> {
@@ -190,10 +164,8 @@ public:
             return FromWin32(ERROR_INVALID_PARAMETER);
         }
         auto* http = static_cast<CRequest*>(request);
-        std::string sent;
-        if (body != nullptr && body->Size() > 0) {
-            sent.assign(reinterpret_cast<const char*>(body->Data()), body->Size());
-        }
+        const std::string sent = body != nullptr && body->Size() > 0
+            ? std::string(reinterpret_cast<const char*>(body->Data()), body->Size()) : "";
         std::string received;
         std::uint32_t code = 0;
         Status status = HttpExchange(*shared_.Get(), kVerbs[method], http->url, http->headers, sent,
@@ -223,14 +195,10 @@ public:
     }
     ~CConfiguration() override { host_->Release(); }
     Status GetNumber(const wchar_t* key, std::uint32_t* value) override {
-        Status status = host_->GetNumber(key, value);
-        if (status != kStatusNotFound) {
+        const Status status = host_->GetNumber(key, value);
+        const auto found = shared_->numbers.find(key);
+        if (status != kStatusNotFound || found == shared_->numbers.end()) {
             return status;
-        }
-        std::lock_guard<std::mutex> lock(shared_->lock);
-        auto found = shared_->numbers.find(key);
-        if (found == shared_->numbers.end()) {
-            return kStatusNotFound;
         }
         *value = found->second;
         return kStatusOk;
@@ -239,14 +207,11 @@ public:
         return host_->SetNumber(key, value);
     }
     Status GetText(const wchar_t* key, wchar_t* buffer, std::uint32_t capacity) override {
-        Status status = host_->GetText(key, buffer, capacity);
-        if (status != kStatusNotFound) {
-            return status;
-        }
-        std::lock_guard<std::mutex> lock(shared_->lock);
-        auto found = shared_->texts.find(key);
-        return found == shared_->texts.end() ? kStatusNotFound
-                                             : CopyOut(found->second, buffer, capacity);
+        const Status status = host_->GetText(key, buffer, capacity);
+        const auto found = shared_->texts.find(key);
+        return status != kStatusNotFound || found == shared_->texts.end()
+                   ? status
+                   : CopyOut(found->second, buffer, capacity);
     }
     Status SetText(const wchar_t* key, const wchar_t* value) override {
         return host_->SetText(key, value);
@@ -266,14 +231,8 @@ private:
 class CLogger final : public Counted<ILogger> {
 public:
     explicit CLogger(std::wstring folder) : folder_(std::move(folder)) {}
-    Status SetLogFileName(const wchar_t* fileName) override {
-        fileName_ = fileName;
-        return kStatusOk;
-    }
-    Status SetComponentName(const wchar_t* component) override {
-        component_ = component;
-        return kStatusOk;
-    }
+    Status SetLogFileName(const wchar_t* name) override { return fileName_ = name, kStatusOk; }
+    Status SetComponentName(const wchar_t* name) override { return component_ = name, kStatusOk; }
     void Debug(const wchar_t* line) override { Append(L"DEBUG", line); }
     void Info(const wchar_t* line) override { Append(L"INFO", line); }
     void Warning(const wchar_t* line) override { Append(L"WARNING", line); }
@@ -310,12 +269,10 @@ public:
         const std::wstring address = url;
         std::string received;
         std::uint32_t code = 0;
-        Status status = HttpExchange(*shared_.Get(), L"GET", address, L"", "", code, received);
-        if (Failed(status)) {
-            return status;
-        }
-        if (code < 200 || code > 299) {
-            return FromWin32(ERROR_FILE_NOT_FOUND);
+        const Status status =
+            HttpExchange(*shared_.Get(), L"GET", address, L"", "", code, received);
+        if (Failed(status) || code < 200 || code > 299) {
+            return Failed(status) ? status : FromWin32(ERROR_FILE_NOT_FOUND);
         }
         wchar_t temp[MAX_PATH] = {};
         GetTempPathW(MAX_PATH, temp);
@@ -324,7 +281,7 @@ public:
         CreateDirectoryW(folder.c_str(), nullptr);
         const std::wstring file = folder + L"\\" + address.substr(address.find_last_of(L'/') + 1);
         return Store(file, received, false) ? CopyOut(file, path, capacity)
-                                            : FromWin32(GetLastError());
+                                            : FromWin32(ERROR_WRITE_FAULT);
     }
 
 private:
@@ -346,18 +303,16 @@ public:
                             nullptr, nullptr, &startup, &info)) {
             return FromWin32(GetLastError());
         }
-        DWORD waited = WaitForSingleObject(info.hProcess, timeoutMs == 0 ? INFINITE : timeoutMs);
+        const DWORD limit = timeoutMs == 0 ? INFINITE : timeoutMs;
+        const bool ended = WaitForSingleObject(info.hProcess, limit) == WAIT_OBJECT_0;
         DWORD code = 0;
         GetExitCodeProcess(info.hProcess, &code);
         CloseHandle(info.hThread);
         CloseHandle(info.hProcess);
-        if (waited != WAIT_OBJECT_0) {
-            return FromWin32(WAIT_TIMEOUT);
-        }
-        if (exitCode != nullptr) {
+        if (ended && exitCode != nullptr) {
             *exitCode = code;
         }
-        return kStatusOk;
+        return ended ? kStatusOk : FromWin32(WAIT_TIMEOUT);
     }
 };
 
@@ -413,12 +368,10 @@ public:
     explicit CManagerConfiguration(SharedPtr shared) : shared_(std::move(shared)) {}
 
     Status SetText(const wchar_t* key, const wchar_t* value) override {
-        std::lock_guard<std::mutex> lock(shared_->lock);
         shared_->texts[key] = value;
         return kStatusOk;
     }
     Status SetNumber(const wchar_t* key, std::uint32_t value) override {
-        std::lock_guard<std::mutex> lock(shared_->lock);
         shared_->numbers[key] = value;
         return kStatusOk;
     }
