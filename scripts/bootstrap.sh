@@ -76,6 +76,9 @@ if [ "$mode" != host ]; then
   # Test signatures: a throwaway root and signer, and Authenticode signing on Linux.
   have openssl || need_pkgs+=(openssl)
   have osslsigncode || need_pkgs+=(osslsigncode)
+  # The MSI around the package, and looking into it.
+  have wixl || need_pkgs+=(wixl)
+  have msiinfo || need_pkgs+=(msitools)
 fi
 
 apt_updated=0

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The main job, as an administrator sees it: a silent installation of the agent into a
 # fresh Wine prefix against a local backend, an installation over it (an upgrade), and a
-# silent uninstallation under a policy that asks for a password; then, under Xvfb, a
-# windowed installation and uninstallation driven to their result screens.
+# silent uninstallation under a policy that asks for a password, the same through the MSI
+# package; then, under Xvfb, a windowed installation and uninstallation driven to their
+# result screens.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -129,6 +130,25 @@ w reg query 'HKLM\SOFTWARE\ZELKO Software\Business Agent' >/dev/null 2>&1 &&
 run "silent uninstall when nothing is installed" /u -sil 1
 
 echo
+# The MSI, as Group Policy or an MSI-only tool would deploy it.
+msi=$(ls "$root"/build/msi/business-agent-*.msi)
+msiexec() {
+    local code
+    code=$(timeout 600 wine "$root/build/bin/launch.exe" 'C:\windows\system32\msiexec.exe' "$@" \
+        /l*v 'C:\agent-msi.log' 2>/dev/null | tr -d '\r')
+    printf '\n$ msiexec %s\n  exit code %s\n' "$(sed 's/TOKEN=[^ ]*/TOKEN=.../' <<<"$*")" "$code"
+    tr -d '\0' <"$WINEPREFIX/drive_c/agent-msi.log" | grep -a "Business Agent setup:" | sed 's/^/   /' || true
+}
+echo
+echo "== The MSI for Group Policy, $(basename "$msi")"
+msiexec /i "$(winepath -w "$msi")" /qn /norestart TOKEN=demo-invite-token-0123456789abcdef \
+    SERVER="http://127.0.0.1:$port/demo/accept"
+show "service after the MSI's installation"
+w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || true
+msiexec /x "$(winepath -w "$msi")" /qn
+show "service after the MSI's removal"
+w sc query ClientManager | grep -E 'STATE' | sed 's/^ */   /' || echo "   service ClientManager: gone"
+
 echo "== Windowed runs under Xvfb: an installation and an uninstallation, driven to the end"
 # Wine enumerates no logged-on session, so every run would be silent there. The demo puts
 # a session enumeration that reports this session active into this prefix's system folder,
