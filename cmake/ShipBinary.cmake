@@ -2,6 +2,10 @@
 # symbols folder, and links the two by name and checksum (.gnu_debuglink), so that a
 # crash address from the field can still be read against the shipped file.
 # Run as: cmake -DOBJCOPY=... -DINPUT=... -DPACKAGE=... -DSYMBOLS=... -P ShipBinary.cmake
+# EPOCH, when given, is the PE time stamp the stripped file gets (objcopy rewrites it).
+if(EPOCH)
+    set(ENV{SOURCE_DATE_EPOCH} ${EPOCH})
+endif()
 get_filename_component(name ${INPUT} NAME)
 set(debug ${SYMBOLS}/${name}.debug)
 set(stripped ${PACKAGE}/${name}.tmp)
