@@ -7,6 +7,7 @@
 
 #include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
+#include "tests/support/policy_db.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -56,35 +57,45 @@ protected:
         return code;
     }
 
+    // Windows leaves the properties MsiHiddenProperties names out of the log; Wine's msi
+    // lists them in its closing list of properties (tests/support/msi_hidden_repro.sh), so
+    // those lines alone may hold the secret here.
+    void ExpectNotLogged(const std::string& secret) const {
+        std::istringstream lines(log_);
+        for (std::string line; std::getline(lines, line);) {
+            bool hiddenOnWindows = false;
+            for (const char* name : {"TOKEN", "PASSWORD", "InstallAgent", "RemoveAgent", "CustomActionData"}) {
+                hiddenOnWindows = hiddenOnWindows ||
+                                  line.rfind(std::string("Property(S): ") + name + " = ", 0) == 0;
+            }
+            EXPECT_TRUE(hiddenOnWindows || line.find(secret) == std::string::npos) << line;
+        }
+    }
+
     std::string port_;
     test_support::TempFolder logs_;
     std::string log_;
 };
 
 // Installed by the package, upgraded by a newer one (which must not remove the agent on the
-// way), removed with it.
+// way), removed with it once the agent agrees.
 TEST_F(MsiPackage, InstallsUpgradesAndRemovesTheAgent) {
     ASSERT_EQ(Msi(L"/i", HOLLIN_MSI, L"accept"), 0u) << log_;
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_TRUE(KeyExists(kUninstallKey));
     EXPECT_NE(log_.find("setup.exe ended with 0x00000000 (0), outcome installed"), std::string::npos);
-    // Windows leaves the properties MsiHiddenProperties names out of the log; Wine's msi
-    // lists them in its closing list of properties (tests/support/msi_hidden_repro.sh), so
-    // those lines alone may hold the token here.
-    std::istringstream lines(log_);
-    for (std::string line; std::getline(lines, line);) {
-        const bool hiddenOnWindows = line.rfind("Property(S): TOKEN = ", 0) == 0 ||
-                                     line.rfind("Property(S): InstallAgent = ", 0) == 0 ||
-                                     line.rfind("Property(S): CustomActionData = ", 0) == 0;
-        EXPECT_TRUE(hiddenOnWindows || line.find(test_support::Narrow(kToken)) == std::string::npos)
-            << line;
-    }
+    ExpectNotLogged(test_support::Narrow(kToken));
 
     ASSERT_EQ(Msi(L"/i", HOLLIN_MSI_NEWER, L"accept"), 0u) << log_;
     EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     EXPECT_EQ(log_.find("outcome removed"), std::string::npos) << "the older package took the agent";
 
-    EXPECT_EQ(Msi(L"/x", HOLLIN_MSI_NEWER), 0u) << log_;
+    // A removal the agent refuses fails and leaves it running; the password reaches it.
+    ASSERT_TRUE(WritePasswordPolicy(kDataFolder, true, "S3cret!"));
+    EXPECT_EQ(Msi(L"/x", HOLLIN_MSI_NEWER), 1603u) << log_;
+    EXPECT_TRUE(WaitForAgentState(SERVICE_RUNNING));
+    EXPECT_EQ(Msi(L"/x", HOLLIN_MSI_NEWER, L"", L"PASSWORD=S3cret!"), 0u) << log_;
+    ExpectNotLogged("S3cret!");
     EXPECT_EQ(service_sys::GetImagePath(L"ClientManager"), L"");
     EXPECT_FALSE(KeyExists(kUninstallKey));
     EXPECT_FALSE(test_support::FileExists(kProgramFolder));
