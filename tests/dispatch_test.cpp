@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
 #include "app/entry.h"
 #include "sys/owner_rule.h"
-#include "sys/process_sys.h"
 #include "sys/security_sys.h"
 #include "tests/support/fake_setup2.h"
 #include "tests/support/agent_machine.h"
@@ -19,8 +19,7 @@ using test_support::CopyBuiltProgram;
 using test_support::Narrow;
 using test_support::RunAndWait;
 
-// Each case runs a fresh copy of the shipped setup.exe in a folder of its own, as real
-// processes.
+// Each case runs a fresh copy of the shipped setup.exe in a folder of its own.
 class Dispatch : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -124,17 +123,14 @@ TEST(OwnerRule, OnlyAdministratorsAndThisSetupsOwnAccountsMadeIt) {
     }
 }
 
-// Wine enumerates no sessions, so every run there is silent. With a session enumeration
-// that reports this session active in the system folder, a run without "sil" takes the
-// windowed branch.
+// The system reports this session active: a run without "sil" takes the windowed branch.
 class WindowedDispatch : public Dispatch {
 protected:
     test_support::ActiveSessionLibrary session_;
 };
 
-// A run without "sil" opens the window, which needs every library setup.exe delay-loads; a
-// copy of each planted beside it stays unused, and so does the planted session enumeration:
-// the window opens only because the system folder's reports the session active.
+// The window needs every library setup.exe delay-loads; planted copies beside it stay unused,
+// the session enumeration too: the window opens because the system folder's reports it active.
 TEST_F(WindowedDispatch, ActiveSessionRunsWindowedWithoutLibrariesBesideSetup) {
     test_support::PlantedLookalikes planted(folder_.Path());
     dialog_driver::WindowedProgram setup(L"\"" + SetupPath() + L"\" /i");
@@ -148,34 +144,25 @@ TEST_F(WindowedDispatch, ActiveSessionRunsWindowedWithoutLibrariesBesideSetup) {
 
 // Setups started at one moment race for the instance mutex: exactly one may win.
 TEST_F(WindowedDispatch, OfSeveralStartedAtOnceExactlyOneRuns) {
-    constexpr int kCount = 6;
     std::vector<std::unique_ptr<dialog_driver::WindowedProgram>> setups;
-    for (int i = 0; i < kCount; ++i) {
-        setups.push_back(std::make_unique<dialog_driver::WindowedProgram>(
-            L"\"" + SetupPath() + L"\" /i", true));
+    for (int i = 0; i < 6; ++i) {
+        setups.push_back(
+            std::make_unique<dialog_driver::WindowedProgram>(L"\"" + SetupPath() + L"\" /i", true));
         ASSERT_TRUE(setups.back()->Started());
     }
     for (const auto& setup : setups) {
         setup->Resume();
     }
-    auto ended = [&] {
-        int count = 0;
-        for (const auto& setup : setups) {
-            count += setup->StillRunning() ? 0 : 1;
-        }
-        return count;
-    };
-    dialog_driver::WaitUntil([&] { return ended() >= kCount - 1; }, 30000);
-    std::vector<dialog_driver::WindowedProgram*> running;
+    const auto running = [](const auto& setup) { return setup->StillRunning(); };
+    dialog_driver::WaitUntil(
+        [&] { return std::count_if(setups.begin(), setups.end(), running) <= 1; }, 30000);
+    ASSERT_EQ(std::count_if(setups.begin(), setups.end(), running), 1);
     for (const auto& setup : setups) {
-        if (setup->StillRunning()) {
-            running.push_back(setup.get());
-        } else {
+        if (!setup->StillRunning()) {
             EXPECT_EQ(setup->WaitForExit(0), kExitAlreadyRunning);
         }
     }
-    ASSERT_EQ(running.size(), 1u);
-    dialog_driver::WindowedProgram* winner = running.front();
+    const auto& winner = *std::find_if(setups.begin(), setups.end(), running);
     HWND window = winner->WaitForDialog(30000);
     ASSERT_NE(window, nullptr);
     PostMessageW(window, WM_CLOSE, 0, 0);
