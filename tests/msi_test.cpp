@@ -17,13 +17,8 @@ using namespace agent_machine;
 const std::wstring kToken = L"msi-test-token-0123456789abcdef";
 
 bool KeyExists(const std::wstring& key) {
-    HKEY opened = nullptr;
-    const bool exists = RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY,
-                                      &opened) == ERROR_SUCCESS;
-    if (opened != nullptr) {
-        RegCloseKey(opened);
-    }
-    return exists;
+    return RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"DisplayName", RRF_RT_REG_SZ, nullptr,
+                        nullptr, nullptr) == ERROR_SUCCESS;
 }
 
 class MsiPackage : public ::testing::Test {

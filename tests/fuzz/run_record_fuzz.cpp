@@ -20,13 +20,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint32_t codes[3];
     std::memcpy(codes, data, sizeof(codes));
     const char* modes[] = {"install", "uninstall", "clone", "handover", "none"};
+    // The texts: the rest of the input, cut at every NUL.
     std::vector<std::string> texts(1);
     for (std::size_t i = 13; i < size; ++i) {
-        if (data[i] == 0) {
-            texts.emplace_back();
-        } else {
-            texts.back().push_back(static_cast<char>(data[i]));
-        }
+        data[i] == 0 ? void(texts.emplace_back()) : texts.back().push_back(static_cast<char>(data[i]));
     }
     texts.resize(std::max<std::size_t>(texts.size(), 3));
 
