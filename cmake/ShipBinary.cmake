@@ -15,3 +15,6 @@ execute_process(COMMAND ${OBJCOPY} --only-keep-debug ${INPUT} ${debug}
 execute_process(COMMAND ${OBJCOPY} --strip-all --add-gnu-debuglink=${name}.debug ${INPUT}
     ${stripped} WORKING_DIRECTORY ${SYMBOLS} COMMAND_ERROR_IS_FATAL ANY)
 file(RENAME ${stripped} ${PACKAGE}/${name})
+# Signed last, as shipped; the manifest and the MSI take the signed file.
+set(FILE ${PACKAGE}/${name})
+include(${CMAKE_CURRENT_LIST_DIR}/../release/Sign.cmake)

@@ -7,7 +7,12 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 
-scripts/build.sh
+# The tests build the release signed, with a throwaway key, as a company would sign it.
+scripts/bootstrap.sh
+keys=${HOLLIN_DEPS_CACHE:-$HOME/.cache/hollin-setup-deps}/test-signing
+tests/support/make_test_key.sh "$keys"
+HOLLIN_SIGN_PKCS12=$keys/signer.p12 HOLLIN_SIGN_PASSWORD_FILE=$keys/password \
+    HOLLIN_REQUIRE_SIGNED=1 scripts/build.sh -DHOLLIN_SIGN_TEST_ROOT="$keys/root.pem"
 
 # One throwaway prefix and one wineserver for the whole run.
 export WINEPREFIX=$root/build/wineprefix WINEDEBUG=-all
