@@ -79,6 +79,8 @@ if [ "$mode" != host ]; then
   # The MSI around the package, and looking into it.
   have wixl || need_pkgs+=(wixl)
   have msiinfo || need_pkgs+=(msitools)
+  # The bill of materials' check: the CycloneDX library from the npm registry.
+  have npm || need_pkgs+=(npm)
 fi
 
 apt_updated=0
@@ -417,12 +419,27 @@ fi
 
 build_cmake_library googletest googletest "$GTEST_DIR" "${GTEST_CONFIG[@]}"
 
+# --- The CycloneDX library and its schema validator, as pinned in tests/sbom ------
+SBOM_PIN=$(cd "$(dirname "$0")/.." && pwd)/tests/sbom
+SBOM_DIR=$CACHE/cyclonedx-$(sha256sum <"$SBOM_PIN/package-lock.json" | cut -c1-12)
+if [ -d "$SBOM_DIR/node_modules/@cyclonedx" ]; then
+  summary+=("CycloneDX validator: cached")
+else
+  say "installing the CycloneDX validator (npm ci)"
+  rm -rf "$SBOM_DIR"; mkdir -p "$SBOM_DIR"
+  cp "$SBOM_PIN/package.json" "$SBOM_PIN/package-lock.json" "$SBOM_DIR/"
+  (cd "$SBOM_DIR" && npm ci --no-audit --no-fund --ignore-scripts) >"$SBOM_DIR.log" 2>&1 ||
+    die "npm ci of the CycloneDX validator failed, see $SBOM_DIR.log"
+  summary+=("CycloneDX validator: installed")
+fi
+
 cat >"$CACHE/deps.cmake.tmp" <<CMAKE
 # Written by scripts/bootstrap.sh
 set(HOLLIN_OPENSSL_ROOT "$OPENSSL_DIR")
 set(HOLLIN_JSONCPP_ROOT "$JSONCPP_DIR")
 set(HOLLIN_SQLITE_ROOT "$SQLITE_DIR")
 set(HOLLIN_GTEST_ROOT "$GTEST_DIR")
+set(HOLLIN_SBOM_VALIDATOR "$SBOM_DIR/node_modules")
 CMAKE
 mv "$CACHE/deps.cmake.tmp" "$CACHE/deps.cmake"
 for line in "${summary[@]}"; do say "$line"; done
