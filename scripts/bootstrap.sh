@@ -79,6 +79,7 @@ if [ "$mode" != host ]; then
   # The MSI around the package, and looking into it.
   have wixl || need_pkgs+=(wixl)
   have msiinfo || need_pkgs+=(msitools)
+  have faketime || need_pkgs+=(faketime)
   # The bill of materials' check: the CycloneDX library from the npm registry.
   have npm || need_pkgs+=(npm)
 fi
