@@ -23,7 +23,6 @@ using test_support::Narrow;
 using test_support::ReadFileBytes;
 using test_support::TempFolder;
 
-// Writes a file, making its folders first.
 void Write(const std::wstring& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(std::filesystem::path(path), std::ios::binary) << content;
@@ -34,17 +33,14 @@ struct InstallerLogHolder {
     CLogging log{kInstallerLogFile, kInstallerComponent};
 };
 
-// Installs from the folder this test program was built in.
-InstallerEnvironment WithManifest(InstallerEnvironment environment) {
-    environment.packageManifest = test_support::ManifestOf(test_support::BinFolder());
-    return environment;
-}
-
-// An installer with this run's settings and a log of its own, which writes nothing until a
-// runtime is attached.
+// An installer with this run's settings, of the files this test program was built beside, and
+// a log of its own, which writes nothing until a runtime is attached.
 struct TestInstaller : private InstallerLogHolder, public AgentInstaller {
     explicit TestInstaller(InstallerEnvironment environment = {})
-        : AgentInstaller(GetSetupSettings(), GetBranding(), log, WithManifest(environment)) {}
+        : AgentInstaller(GetSetupSettings(), GetBranding(), log, [&] {
+              environment.packageManifest = test_support::ManifestOf(test_support::BinFolder());
+              return environment;
+          }()) {}
 };
 
 // Counts the pauses of polling loops instead of waiting them out.
@@ -54,8 +50,8 @@ struct CountedPauses {
     int count = 0;
 };
 
-// A link to an outside folder, in a tree that is copied and then deleted: the copy skips it,
-// the deletion removes the link alone.
+// A link to an outside folder, in a tree that is copied: the copy skips it. A folder that is
+// itself such a link is deleted as the link alone (one inside a deleted folder: uninstall_test).
 TEST(FileDeployment, CopiesTreesWithoutExcludedNamesNorLinks) {
     TempFolder source, target, outside;
     std::filesystem::create_directories(source / L"sub\\empty");
@@ -79,11 +75,6 @@ TEST(FileDeployment, CopiesTreesWithoutExcludedNamesNorLinks) {
     if (GetFileAttributesW((source / L"sub\\link").c_str()) == INVALID_FILE_ATTRIBUTES) {
         GTEST_SKIP() << "CreateSymbolicLinkW reported success and made no link on this system";
     }
-    ASSERT_TRUE(file_sys::IsLink(source / L"sub\\link"));
-    EXPECT_EQ(DeleteOrDeferFolder(source / L"sub"), kStatusOk);
-    EXPECT_FALSE(test_support::FileExists(source / L"sub"));
-    EXPECT_EQ(ReadFileBytes(outside / L"keep.txt"), "keep");
-    // The folder to delete may itself be the link.
     ASSERT_TRUE(CreateSymbolicLinkW((source / L"direct").c_str(), outside.Path().c_str(),
                                     SYMBOLIC_LINK_FLAG_DIRECTORY));
     EXPECT_EQ(DeleteOrDeferFolder(source / L"direct"), kStatusOk);
@@ -122,15 +113,6 @@ TEST(FileDeployment, AHeldDestinationIsMovedAsideOrTheCopyFails) {
     EXPECT_EQ(CopyOverHeld(unrenamable, 0), kStatusRenameFailed);
 }
 
-bool FolderWithOpenFileCanBeRenamed(const std::wstring& folder) {
-    Write(folder + L"\\held.txt", "held");
-    HANDLE held = CreateFileW((folder + L"\\held.txt").c_str(), GENERIC_READ, FILE_SHARE_READ,
-                              nullptr, OPEN_EXISTING, 0, nullptr);
-    const bool renamed = _wrename(folder.c_str(), (folder + L"2").c_str()) == 0;
-    CloseHandle(held);
-    return renamed;
-}
-
 TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
     // What the entry's own handle reports decides; Wine makes no links to show it with.
     EXPECT_EQ(tree_sys::KindOf(FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT),
@@ -152,7 +134,12 @@ TEST(DeferredDeletion, DeletesOrRenamesAndRegisters) {
         std::filesystem::directory_iterator(parent.Path())->path().filename().wstring();
     // Whether a folder holding an open file can be renamed is the system's choice; the
     // folder is renamed exactly when it can be, and registered under the name it has.
-    EXPECT_EQ(renamed != L"Agent", FolderWithOpenFileCanBeRenamed(parent / L"probe"));
+    Write(parent / L"probe\\held.txt", "held");
+    held = CreateFileW((parent / L"probe\\held.txt").c_str(), GENERIC_READ, FILE_SHARE_READ,
+                       nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_EQ(renamed != L"Agent",
+              _wrename((parent / L"probe").c_str(), (parent / L"probe2").c_str()) == 0);
+    CloseHandle(held);
     EXPECT_TRUE(std::regex_match(Narrow(renamed), std::regex(R"(Agent(\.[a-z]{6}\.delete)?)")));
     // Content before folder, depth first.
     const std::wstring base = L"\\??\\" + (parent / renamed);
@@ -196,10 +183,7 @@ TEST(DataTree, WhatNoAdministratorMadeGoes) {
 class NetFrameworkInstaller : public ::testing::Test {
 protected:
     void SetUp() override {
-        port_ = agent_machine::BackendPort();
         ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        files_ = agent_machine::BackendFolder() + L"\\files";
-        std::filesystem::create_directories(files_);
         agent_machine::CleanMachine();
         Clear();
         ASSERT_EQ(StartRuntime(loader_, test_support::BinFolder(), SetupSettings(), host_.Get(),
@@ -217,30 +201,24 @@ protected:
             RegDeleteKeyExW(HKEY_LOCAL_MACHINE, kKey, view, 0);
         }
     }
-    static void SetRelease(DWORD release, REGSAM view) {
-        HKEY key = nullptr;
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_SET_VALUE | view, nullptr,
-                        &key, nullptr);
-        RegSetValueExW(key, L"Release", 0, REG_DWORD, reinterpret_cast<BYTE*>(&release),
-                       sizeof(release));
-        RegCloseKey(key);
+    static void SetRelease(DWORD release, const wchar_t* key = kKey) {
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, L"Release", REG_DWORD, &release, sizeof(release));
     }
     std::wstring Url(const std::wstring& path) const {
         return L"http://127.0.0.1:" + std::wstring(port_.begin(), port_.end()) + path;
     }
 
-    // The stand-in as signed by the expected publisher, unless another copy is named.
     Status RunStub(const std::wstring& behaviour,
                    const wchar_t* stub = L"net_installer_stub_signed.exe") {
         const std::wstring name = behaviour + L"-ndp48-x86-x64-allos-enu";
-        test_support::CopyBuiltProgram(stub, files_, name);
+        const std::wstring files = agent_machine::BackendFolder() + L"\\files";
+        std::filesystem::create_directories(files);
+        test_support::CopyBuiltProgram(stub, files, name);
+        const TempFolder run;
         TestInstaller installer({.netInstallerUrl = Url(L"/files/" + name),
                                  .netInstallerPublisher = L"Hollin Test Publisher"});
         installer.UseRuntime(session_.runtime.Get());
-        // The installer removes its run's folder when it goes.
-        const std::wstring runFolder = package_ / std::to_wstring(++runs_);
-        std::filesystem::create_directories(runFolder);
-        installer.UsePackage(runFolder);
+        installer.UsePackage(run.Path());  // which it removes when it goes
         return installer.InstallMissingNetFrameworkInstaller();
     }
     static std::wstring RecordedArguments() {
@@ -268,10 +246,7 @@ protected:
     }
 
     static constexpr wchar_t kKey[] = L"SOFTWARE\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full";
-    std::string port_;
-    std::wstring files_;
-    TempFolder package_;
-    int runs_ = 0;
+    const std::string port_ = agent_machine::BackendPort();
     CLibraryLoader loader_;
     CObjectSmPtr<CRuntimeSettings> host_{new CRuntimeSettings()};
     RuntimeSession session_;
@@ -283,12 +258,12 @@ protected:
 TEST_F(NetFrameworkInstaller, DetectedInEitherViewAndRunOnlyWhenSigned) {
     TestInstaller installer;
     EXPECT_FALSE(installer.IsNetFrameworkInstalled());
-    SetRelease(528039, KEY_WOW64_64KEY);
+    SetRelease(528039);
     EXPECT_FALSE(installer.IsNetFrameworkInstalled());
-    SetRelease(528040, KEY_WOW64_64KEY);
+    SetRelease(528040);
     EXPECT_TRUE(installer.IsNetFrameworkInstalled());
     Clear();
-    SetRelease(533320, KEY_WOW64_32KEY);
+    SetRelease(533320, L"SOFTWARE\\WOW6432Node\\Microsoft\\NET Framework Setup\\NDP\\v4\\Full");
     EXPECT_TRUE(installer.IsNetFrameworkInstalled());
     Clear();
 
@@ -363,8 +338,6 @@ protected:
         agent_machine::WaitForAgentState(SERVICE_STOPPED, kService);
         service_sys::DeleteServiceByName(kService);
     }
-    // A restarted service runs in a new process.
-    static std::set<DWORD> ServicePids() { return process_sys::GetPidsByName(L"test_service.exe"); }
     static constexpr wchar_t kService[] = L"HollinSetupTestScheduler";
 };
 
@@ -382,7 +355,7 @@ TEST_F(SchedulerProbe, OnlyAHungProbeRestartsTheService) {
         {probe, L"sleep 10000", 2000, kStatusOk, true}};
     for (const auto& [program, arguments, limitMs, status, restarted] : probes) {
         SCOPED_TRACE(Narrow(program + L" " + arguments.substr(0, 20)));
-        const std::set<DWORD> pids = ServicePids();
+        const std::set<DWORD> pids = process_sys::GetPidsByName(L"test_service.exe");
         CountedPauses pauses;
         TestInstaller installer(
             {.schedulerProbe = process_sys::BuildCommandLine(program, arguments.c_str()),
@@ -390,7 +363,8 @@ TEST_F(SchedulerProbe, OnlyAHungProbeRestartsTheService) {
              .schedulerProbeLimitMs = limitMs});
         EXPECT_EQ(installer.RestartTaskSchedulerServiceIfNeeded(), status);
         EXPECT_TRUE(agent_machine::WaitForAgentState(SERVICE_RUNNING, kService));
-        EXPECT_EQ(ServicePids() != pids, restarted);
+        // A restarted service runs in a new process.
+        EXPECT_EQ(process_sys::GetPidsByName(L"test_service.exe") != pids, restarted);
         EXPECT_EQ(pauses.count > 0, restarted);
     }
 }
@@ -405,11 +379,8 @@ TEST(SystemInfo, AToolThatNeverEndsDoesNotHoldUpTheInstallation) {
     installer.LogSystemInfo();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     // The installation does not end it; the test does.
-    for (DWORD pid : process_sys::GetPidsByName(L"test_child.exe")) {
-        HANDLE child = OpenProcess(PROCESS_TERMINATE, FALSE, pid);
-        TerminateProcess(child, 1);
-        CloseHandle(child);
-    }
+    for (DWORD pid : process_sys::GetPidsByName(L"test_child.exe"))
+        TerminateProcess(UniqueKernelHandle(OpenProcess(PROCESS_TERMINATE, FALSE, pid)).Get(), 1);
 }
 
 }  // namespace

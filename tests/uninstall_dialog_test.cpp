@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "sys/scope_exit.h"
-#include "sys/service_sys.h"
 #include "tests/support/agent_machine.h"
 #include "tests/support/picture.h"
 #include "tests/support/dialog_fixture.h"
@@ -27,19 +26,7 @@ using Ids = std::set<int>;
 
 const auto* const kGdiplus = ::testing::AddGlobalTestEnvironment(new GdiplusEnvironment);
 
-class UninstallWindow : public DialogTest<CUninstallDialog> {
-protected:
-    // Presses Uninstall, with no password asked for, on work that ends with the result.
-    void UninstallWith(Status result) {
-        GetDialogSeams().uninstall = [result](IProgress* progress, const std::wstring& password) {
-            EXPECT_EQ(password, L"");
-            progress->Report(Stage::kRemovingFiles);
-            return result;
-        };
-        Open();
-        PressMainButtonAndWait();
-    }
-};
+using UninstallWindow = DialogTest<CUninstallDialog>;
 
 // On an agent installed for real, with a password policy.
 TEST_F(UninstallWindow, OnAnAgentWrongPasswordTwiceThenTheRightOne) {
@@ -52,12 +39,10 @@ TEST_F(UninstallWindow, OnAnAgentWrongPasswordTwiceThenTheRightOne) {
         CleanMachine();
     });
     const std::string url = "http://127.0.0.1:" + port + "/uninstall-window/accept";
-    ASSERT_EQ(
-        test_support::RunAndWait(L"\"" + PackageSetup() +
-                                     L"\" /i -sil 1 -tok uninstall-window-token-0123456789 -svr " +
-                                     std::wstring(url.begin(), url.end()),
-                                 300000),
-        0u);
+    const std::wstring install = L"\"" + PackageSetup() +
+                                 L"\" /i -sil 1 -tok uninstall-window-token-0123456789 -svr " +
+                                 std::wstring(url.begin(), url.end());
+    ASSERT_EQ(test_support::RunAndWait(install, 300000), 0u);
     ASSERT_TRUE(WaitForAgentState(SERVICE_RUNNING));
     ASSERT_TRUE(WritePasswordPolicy(kDataFolder, true, "secret"));
     HWND window = Open();
@@ -80,8 +65,6 @@ TEST_F(UninstallWindow, OnAnAgentWrongPasswordTwiceThenTheRightOne) {
         EXPECT_EQ(Shown(window), (Ids{IDC_SUBTITLE, IDC_MAIN_BUTTON, IDC_PASSWORD_CAPTION,
                                       IDC_PASSWORD_ENTRY, IDC_CANCEL_BUTTON, IDC_RESULT_ICON}));
         EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON), kFailureIcon));
-        EXPECT_EQ(service_sys::GetServiceState(L"ClientManager"),
-                  static_cast<DWORD>(SERVICE_RUNNING));
         std::vector<LONG> places;
         for (int id : kMoved) {
             places.push_back(ControlRect(window, id).left);
@@ -122,7 +105,14 @@ TEST_F(UninstallWindow, ResultScreens) {
     };
     for (const Case& expected : cases) {
         SCOPED_TRACE(::testing::Message() << std::hex << expected.result);
-        UninstallWith(expected.result);
+        GetDialogSeams().uninstall = [result = expected.result](IProgress* progress,
+                                                                const std::wstring& password) {
+            EXPECT_EQ(password, L"") << "none was asked for";
+            progress->Report(Stage::kRemovingFiles);
+            return result;
+        };
+        Open();
+        PressMainButtonAndWait();
         HWND window = dialog_->Window();
         EXPECT_EQ(Text(window, IDC_STATUS), expected.status);
         EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON),
@@ -206,9 +196,8 @@ TEST_F(UninstallWindow, NoCopyOfThePasswordOutlivesTheAttempt) {
             typed += static_cast<wchar_t>(*c ^ 0x5A);
         std::wstring seen;
         GetDialogSeams().uninstall = [&](IProgress*, const std::wstring& password) {
-            seen.assign(password.size(), L'?');
-            for (size_t i = 0; i < password.size(); ++i)
-                seen[i] = static_cast<wchar_t>(password[i] ^ 0x5A);
+            for (wchar_t c : password)
+                seen += static_cast<wchar_t>(c ^ 0x5A);
             return ToStatus(0x80000017);
         };
         HWND window = Open();
@@ -249,8 +238,7 @@ TEST_F(UninstallWindow, ButtonsAreDrawnByTheirRoleInEveryBrand) {
         test_support::TempFolder folder;
         EXPECT_EQ(test_support::RunAndWait(
                       L"\"" + test_support::BinFolder() + L"\\dialog_showcase_" + name +
-                          L".exe\" uninstall confirm 1 \"" + folder / L"screen.bmp" + L"\"",
-                      60000),
+                      L".exe\" uninstall confirm 1 \"" + folder / L"screen.bmp" + L"\""),
                   0u);
         const Picture confirm = Picture::Load(folder / L"screen.bmp");
         const std::pair<int, std::uint32_t> faces[] = {

@@ -4,12 +4,10 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "setup/install/package_manifest.h"
+#include "sys/file_sys.h"
 #include "sys/process_sys.h"
 #include "sys/text_sys.h"
 
@@ -41,8 +39,7 @@ void CopyBuiltProgram(const std::wstring& builtName, const std::wstring& folder,
 }
 
 DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs) {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
+    STARTUPINFOW startup{sizeof(startup)};
     PROCESS_INFORMATION info{};
     // A busy Wine now and then fails a start with ERROR_INTERNAL_ERROR; nothing ran, so retry.
     DWORD error = ERROR_INTERNAL_ERROR;
@@ -71,10 +68,9 @@ DWORD RunAndWait(const std::wstring& commandLine, DWORD timeoutMs) {
 }
 
 std::string ReadFileBytes(const std::wstring& path) {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
+    std::string bytes;
+    file_sys::ReadWholeFile(path, bytes);
+    return bytes;
 }
 
 bool FileExists(const std::wstring& path) {
@@ -83,10 +79,9 @@ bool FileExists(const std::wstring& path) {
 
 std::string ManifestOf(const std::wstring& folder) {
     std::vector<package_manifest::Entry> entries;
-    for (const char* name : {"agentsvc.exe", "runtime.dll", "sqlite3.dll"}) {
-        const std::string bytes =
-            ReadFileBytes(folder + L"\\" + std::wstring(name, name + strlen(name)));
-        entries.push_back({name, bytes.size(), package_manifest::Sha256Hex(bytes)});
+    for (const wchar_t* name : {L"agentsvc.exe", L"runtime.dll", L"sqlite3.dll"}) {
+        const std::string bytes = ReadFileBytes(folder + L"\\" + name);
+        entries.push_back({Narrow(name), bytes.size(), package_manifest::Sha256Hex(bytes)});
     }
     return package_manifest::Format(entries);
 }
@@ -118,21 +113,9 @@ namespace {
 
 constexpr wchar_t kSetupOverrides[] = L"Software\\Wine\\AppDefaults\\setup.exe\\DllOverrides";
 
-// The system libraries setup.exe uses that are not KnownDLLs, and the tools it starts.
+// The system libraries setup.exe uses that are not KnownDLLs.
 constexpr const wchar_t* kLookalikeLibraries[] = {L"version", L"wtsapi32", L"uxtheme",
                                                   L"gdiplus", L"comctl32"};
-constexpr const wchar_t* kLookalikeTools[] = {L"schtasks.exe", L"systeminfo.exe"};
-
-// Whether the system's own user32 loads a version.dll beside any windowed program before its
-// first line runs; then only setup.exe's own loads can be shown to avoid it. The repro runs
-// as setup.exe, for the same load-order settings.
-bool SystemLoadsVersionBesideAnyProgram() {
-    const TempFolder folder;
-    CopyBuiltProgram(L"planted_library.dll", folder.Path(), L"version.dll");
-    CopyBuiltProgram(L"windowed_program_repro.exe", folder.Path(), L"setup.exe");
-    RunAndWait(L"\"" + folder.Path() + L"\\setup.exe\"");
-    return FileExists(folder.Path() + L"\\version.dll.loaded");
-}
 
 }  // namespace
 
@@ -166,7 +149,14 @@ PlantedLookalikes::PlantedLookalikes(const std::wstring& folder) : folder_(folde
                                   L"native,builtin", sizeof(L"native,builtin")),
                   ERROR_SUCCESS);
     }
-    const bool plantVersion = !SystemLoadsVersionBesideAnyProgram();
+    // Unless the system's own user32 loads a version.dll beside any windowed program before its
+    // first line runs: then only setup.exe's own loads can be shown to avoid it. The repro runs
+    // as setup.exe, for the same load-order settings.
+    const TempFolder repro;
+    CopyBuiltProgram(L"planted_library.dll", repro.Path(), L"version.dll");
+    CopyBuiltProgram(L"windowed_program_repro.exe", repro.Path(), L"setup.exe");
+    RunAndWait(L"\"" + repro / L"setup.exe" + L"\"");
+    const bool plantVersion = !FileExists(repro / L"version.dll.loaded");
     if (!plantVersion) {
         std::printf("[  SKIPPED ] a version.dll lookalike: this system's user32 loads it beside "
                     "any windowed program (see windowed_program_repro)\n");
@@ -176,8 +166,8 @@ PlantedLookalikes::PlantedLookalikes(const std::wstring& folder) : folder_(folde
             CopyBuiltProgram(L"planted_library.dll", folder, std::wstring(library) + L".dll");
         }
     }
-    // The stand-in for setup2.exe records its start beside itself.
-    for (const wchar_t* tool : kLookalikeTools) {
+    // The tools it starts; the stand-in for setup2.exe records its start beside itself.
+    for (const wchar_t* tool : {L"schtasks.exe", L"systeminfo.exe"}) {
         CopyBuiltProgram(L"fake_setup2.exe", folder, tool);
     }
 }
@@ -195,9 +185,7 @@ std::vector<std::string> PlantedLookalikes::Used() const {
             used.push_back(Narrow(library) + ".dll");
         }
     }
-    const std::wstring record = folder_ + L"\\setup2-run.txt";
-    if (FileExists(record)) {
-        const std::string bytes = ReadFileBytes(record);
+    if (const std::string bytes = ReadFileBytes(folder_ + L"\\setup2-run.txt"); !bytes.empty()) {
         used.push_back("a tool, with \"" +
                        Narrow(std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()),
                                            bytes.size() / sizeof(wchar_t))) +

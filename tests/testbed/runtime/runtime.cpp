@@ -88,19 +88,14 @@ public:
     std::wstring url, headers;
 };
 
-struct InternetCloser {
-    void operator()(HINTERNET handle) const { WinHttpCloseHandle(handle); }
-};
-using Internet = std::unique_ptr<void, InternetCloser>;
+using Internet = std::unique_ptr<void, decltype(&WinHttpCloseHandle)>;
 
 // One WinHTTP exchange, for Send and Download alike.
 Status HttpExchange(const CShared& proxy, const wchar_t* verb, const std::wstring& url,
                     const std::wstring& headers, const std::string& body, std::uint32_t& httpStatus,
                     std::string& received) {
-    // Lengths without buffers: the parts point into url, the path running on to its end
-    // with the query.
-    URL_COMPONENTS parts{};
-    parts.dwStructSize = sizeof(parts);
+    // Lengths without buffers: the parts point into url, the path running on with the query.
+    URL_COMPONENTS parts{sizeof(parts)};
     parts.dwHostNameLength = static_cast<DWORD>(-1);
     parts.dwUrlPathLength = static_cast<DWORD>(-1);
     if (!WinHttpCrackUrl(url.c_str(), 0, 0, &parts)) {
@@ -113,16 +108,16 @@ Status HttpExchange(const CShared& proxy, const wchar_t* verb, const std::wstrin
         L"BusinessAgentRuntime/1.0",
         proxyName.empty() ? WINHTTP_ACCESS_TYPE_NO_PROXY : WINHTTP_ACCESS_TYPE_NAMED_PROXY,
         proxyName.empty() ? WINHTTP_NO_PROXY_NAME : proxyName.c_str(), WINHTTP_NO_PROXY_BYPASS,
-        0));
+        0), WinHttpCloseHandle);
     const std::wstring host(parts.lpszHostName, parts.dwHostNameLength);
     const Internet connection(session ? WinHttpConnect(session.get(), host.c_str(), parts.nPort, 0)
-                                      : nullptr);
+                                      : nullptr, WinHttpCloseHandle);
     const Internet request(
         connection ? WinHttpOpenRequest(connection.get(), verb, parts.lpszUrlPath, nullptr,
                                         WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
                                         parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE
                                                                                : 0)
-                   : nullptr);
+                   : nullptr, WinHttpCloseHandle);
     if (!request) {
         return FromWin32(GetLastError());
     }
@@ -197,11 +192,9 @@ public:
     Status GetNumber(const wchar_t* key, std::uint32_t* value) override {
         const Status status = host_->GetNumber(key, value);
         const auto found = shared_->numbers.find(key);
-        if (status != kStatusNotFound || found == shared_->numbers.end()) {
-            return status;
-        }
-        *value = found->second;
-        return kStatusOk;
+        return status != kStatusNotFound || found == shared_->numbers.end()
+                   ? status
+                   : (*value = found->second, kStatusOk);
     }
     Status SetNumber(const wchar_t* key, std::uint32_t value) override {
         return host_->SetNumber(key, value);
@@ -269,8 +262,7 @@ public:
         const std::wstring address = url;
         std::string received;
         std::uint32_t code = 0;
-        const Status status =
-            HttpExchange(*shared_.Get(), L"GET", address, L"", "", code, received);
+        const Status status = HttpExchange(*shared_.Get(), L"GET", address, L"", "", code, received);
         if (Failed(status) || code < 200 || code > 299) {
             return Failed(status) ? status : FromWin32(ERROR_FILE_NOT_FOUND);
         }
@@ -296,8 +288,7 @@ public:
         if (arguments != nullptr && *arguments != L'\0') {
             line += L" " + std::wstring(arguments);
         }
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
+        STARTUPINFOW startup{sizeof(startup)};
         PROCESS_INFORMATION info{};
         if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
                             nullptr, nullptr, &startup, &info)) {
