@@ -32,15 +32,17 @@ function(hollin_delay_import name)
         message(FATAL_ERROR "no functions found in ${HOLLIN_IMPORT_LIB_${name}}")
     endif()
     # Made again only when the functions change, so that configuring relinks nothing.
-    set(content "LIBRARY ${name}.dll\nEXPORTS\n${exports}")
+    set(content "; made in its folder: dlltool names symbols after the library's path\nLIBRARY ${name}.dll\nEXPORTS\n${exports}")
     set(previous "")
     if(EXISTS ${def})
         file(READ ${def} previous)
     endif()
     if(NOT previous STREQUAL content OR NOT EXISTS ${library})
         file(WRITE ${def} "${content}")
-        execute_process(COMMAND ${HOLLIN_DLLTOOL} --input-def ${def} --dllname ${name}.dll
-            --output-delaylib ${library} COMMAND_ERROR_IS_FATAL ANY)
+        # A relative path, so that the symbols name no build folder (reproducible builds).
+        execute_process(COMMAND ${HOLLIN_DLLTOOL} --input-def ${name}.def --dllname ${name}.dll
+            --output-delaylib lib${name}_delay.a WORKING_DIRECTORY ${folder}
+            COMMAND_ERROR_IS_FATAL ANY)
     endif()
     add_library(hollin_delay_${name} STATIC IMPORTED GLOBAL)
     set_target_properties(hollin_delay_${name} PROPERTIES IMPORTED_LOCATION ${library})
