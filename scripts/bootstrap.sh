@@ -328,10 +328,11 @@ JSONCPP_CONFIG=(-G Ninja -DCMAKE_SYSTEM_NAME=Windows
   -DJSONCPP_WITH_TESTS=OFF -DJSONCPP_WITH_POST_BUILD_UNITTEST=OFF
   -DJSONCPP_WITH_PKGCONFIG_SUPPORT=OFF -DJSONCPP_WITH_CMAKE_PACKAGE=OFF
   -DBUILD_SHARED_LIBS=OFF -DBUILD_STATIC_LIBS=ON -DBUILD_OBJECT_LIBS=OFF)
-# A fixed image base: the linker's automatic one is hashed from the output's path, which
-# differs from cache to cache (reproducible builds).
+# A fixed image base (the linker's automatic one is hashed from the output's path) and no
+# link time in the export directory, which the shipping step does not restamp: the same
+# bytes from every cache (reproducible builds).
 SQLITE_CONFIG=(-O2 -shared -static-libgcc "-DSQLITE_API=__declspec(dllexport)"
-  -DSQLITE_THREADSAFE=1 -Wl,--disable-auto-image-base)
+  -DSQLITE_THREADSAFE=1 -Wl,--disable-auto-image-base -Wl,--no-insert-timestamp)
 GTEST_CONFIG=(-G Ninja -DCMAKE_SYSTEM_NAME=Windows
   -DCMAKE_C_COMPILER=${CROSS}-gcc-posix -DCMAKE_CXX_COMPILER=${CROSS}-g++-posix
   -DCMAKE_BUILD_TYPE=Release -Dgtest_disable_pthreads=OFF -DBUILD_GMOCK=ON -DINSTALL_GTEST=ON)

@@ -11,7 +11,6 @@ root=$PWD
 export SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
 scripts/build.sh >/dev/null
 work=$(mktemp -d "${TMPDIR:-/tmp}/hollin-reproduce.XXXXXX")
-trap 'rm -rf "$work"' EXIT
 git clone -q "$root" "$work/src"
 echo "reproduce.sh: building $(git rev-parse --short HEAD) again in $work (a few minutes)"
 (cd "$work/src" && HOLLIN_DEPS_CACHE=$work/cache scripts/build.sh >"$work/build.log" 2>&1) ||
@@ -25,5 +24,10 @@ for file in $(cd build && ls package/* package-symbols/* msi/* sbom.cdx.json); d
         status=1
     fi
 done
-[ $status = 0 ] && echo "reproduce.sh: identical, $files files"
+if [ $status = 0 ]; then
+    echo "reproduce.sh: identical, $files files"
+    rm -rf "$work"
+else
+    echo "reproduce.sh: the second build is kept in $work/src/build for a look"
+fi
 exit $status
