@@ -1,9 +1,9 @@
 // Validates a bill of materials against the official CycloneDX 1.5 JSON schema, with the
 // standard's own library. Exit status 0 when valid.
 const fs = require('fs');
-const { Spec, Validation } = require('@cyclonedx/cyclonedx-library');
+const { Validation } = require('@cyclonedx/cyclonedx-library');
 
-new Validation.JsonStrictValidator(Spec.Version.v1dot5)
+new Validation.JsonStrictValidator('1.5')
     .validate(fs.readFileSync(process.argv[2], 'utf8'))
     .then((error) => {
         if (error) {
