@@ -10,17 +10,9 @@
 #include "sys/append_file.h"
 #include "sys/file_sys.h"
 #include "sys/text_sys.h"
+#include "sys/utc_clock.h"
 
 namespace {
-
-std::string UtcNow() {
-    SYSTEMTIME now{};
-    GetSystemTime(&now);
-    char text[32];
-    std::snprintf(text, sizeof(text), "%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", now.wYear,
-                  now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
-    return text;
-}
 
 const char* ModeWord(RunMode mode) {
     switch (mode) {
@@ -62,17 +54,19 @@ const CAgentBranding* Brand() {
 void WriteTo(const std::wstring& path, const std::string& json) {
     // A relative path would be the system folder's, where the run stands.
     if (!file_sys::IsAbsolutePath(path)) {
-        OutputDebugStringW((L"setup: no run record, the path is not absolute: " + path + L"\n").c_str());
+        const std::wstring line = L"setup: no run record, the path is not absolute: " + path;
+        OutputDebugStringW((line + L"\n").c_str());
         return;
     }
     if (file_sys::IsLink(path) || Failed(file_sys::WriteWholeFile(path, json))) {
-        OutputDebugStringW((L"setup: the run record could not be written: " + path + L"\n").c_str());
+        const std::wstring line = L"setup: the run record could not be written: " + path;
+        OutputDebugStringW((line + L"\n").c_str());
     }
 }
 
 }  // namespace
 
-RunRecorder::RunRecorder() : startedUtc_(UtcNow()) {}
+RunRecorder::RunRecorder() : startedUtc_(utc_clock::NowText()) {}
 
 void RunRecorder::Write(const RunEnd& end, DWORD exitCode, const std::wstring& resultPath) const {
     const CAgentBranding* brand = Brand();
@@ -85,7 +79,7 @@ void RunRecorder::Write(const RunEnd& end, DWORD exitCode, const std::wstring& r
     record.status = end.status;
     record.trace = run_record::ProcessTrace();
     record.startedUtc = startedUtc_;
-    record.endedUtc = UtcNow();
+    record.endedUtc = utc_clock::NowText();
     const std::wstring logFolder =
         brand != nullptr ? agent_folders::DataFolder(*brand) + L"\\log" : std::wstring();
     record.log = brand != nullptr ? Utf8(logFolder + L"\\" + kInstallerLogFile) : "";

@@ -1,12 +1,10 @@
 #include "setup/log_copy.h"
 
-#include <windows.h>
-
-#include <cstdio>
 #include <mutex>
 
 #include "sys/append_file.h"
 #include "sys/text_sys.h"
+#include "sys/utc_clock.h"
 
 namespace log_copy {
 namespace {
@@ -19,15 +17,6 @@ struct Copy {
 Copy& TheCopy() {
     static Copy copy;
     return copy;
-}
-
-std::string UtcStamp() {
-    SYSTEMTIME now{};
-    GetSystemTime(&now);
-    char text[32];
-    std::snprintf(text, sizeof(text), "%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", now.wYear,
-                  now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
-    return text;
 }
 
 }  // namespace
@@ -46,7 +35,8 @@ void Write(const wchar_t* level, const std::wstring& line) {
     }
     std::string text;
     if (!Failed(text_sys::WideToUtf8(std::wstring(L" [") + level + L"] " + line + L"\r\n", text))) {
-        copy.file.Append(UtcStamp() + text);  // a copy that cannot be written fails no run
+        // A copy that cannot be written fails no run.
+        copy.file.Append(utc_clock::NowText() + text);
     }
 }
 

@@ -129,15 +129,14 @@ TEST_F(InstallWindow, NotAdministrator) {
 // Each result's line, icon and buttons. The first button closes the window, which frees its
 // pictures; only Restart now asks for a reboot.
 TEST_F(InstallWindow, ResultScreens) {
-    using Buttons = std::vector<std::pair<int, const wchar_t*>>;
-    const Buttons finish{{IDC_CLOSE_BUTTON, L"Finish"}};
-    const Buttons failed{{IDC_CANCEL_BUTTON, L"Cancel"},
+    const ResultButtons finish{{IDC_CLOSE_BUTTON, L"Finish"}};
+    const ResultButtons failed{{IDC_CANCEL_BUTTON, L"Cancel"},
                          {IDC_OPEN_LOG_BUTTON, L"Open install log"}};
     struct Case {
         Status result;
         const wchar_t* status;
         bool success;
-        Buttons buttons;
+        ResultButtons buttons;
     };
     const Case cases[] = {
         {0, L"Installation completed", true, finish},
@@ -160,15 +159,7 @@ TEST_F(InstallWindow, ResultScreens) {
         SCOPED_TRACE(::testing::Message() << std::hex << expected.result);
         InstallWith(expected.result);
         HWND window = dialog_->Window();
-        EXPECT_EQ(Text(window, IDC_STATUS), expected.status);
-        EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON),
-                             expected.success ? kSuccessIcon : kFailureIcon));
-        Ids shown{IDC_TITLE, IDC_STATUS, IDC_RESULT_ICON};
-        for (const auto& [id, caption] : expected.buttons) {
-            shown.insert(id);
-            EXPECT_EQ(Text(window, id), caption);
-        }
-        EXPECT_EQ(Shown(window), shown);
+        ExpectResultScreen(window, expected.status, expected.success, expected.buttons);
         const int closer = expected.buttons.front().first;
         if (closer == IDC_RESTART_BUTTON) {
             // Finish moved beside Restart now: the pair is centred as Install was.

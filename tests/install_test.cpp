@@ -113,16 +113,8 @@ TEST(DataFolderAccess, UsersReadTheLogFolderAndNothingElse) {
 }
 
 // Real installations against the testbed backend, from the package or a case's own copy.
-class Installation : public ::testing::Test {
+class Installation : public MachineTest {
 protected:
-    static void SetUpTestSuite() { SetNetFrameworkInstalled(); }
-
-    void SetUp() override {
-        port_ = BackendPort();
-        ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        CleanMachine();
-    }
-    void TearDown() override { CleanMachine(); }
 
     std::wstring Url(const std::string& path) const {
         const std::string url = "http://127.0.0.1:" + port_ + "/" + path;
@@ -139,8 +131,6 @@ protected:
         return test_support::RunAndWait(Command(L"\"" + setup + L"\"", answer) + L" " + more,
                                         300000);
     }
-
-    std::string port_;
 };
 
 TEST_F(Installation, FirstInstallationThenUpgrade) {

@@ -21,19 +21,13 @@ bool KeyExists(const std::wstring& key) {
                         nullptr, nullptr) == ERROR_SUCCESS;
 }
 
-class MsiPackage : public ::testing::Test {
+class MsiPackage : public MachineTest {
 protected:
-    static void SetUpTestSuite() { SetNetFrameworkInstalled(); }
-    void SetUp() override {
-        port_ = BackendPort();
-        ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        CleanMachine();
-    }
     void TearDown() override {
         for (const wchar_t* msi : {HOLLIN_MSI, HOLLIN_MSI_NEWER, HOLLIN_MSI_RESTART}) {
             Msi(L"/x", msi);
         }
-        CleanMachine();
+        MachineTest::TearDown();
     }
 
     // msiexec's exit code; its log, without the NULs of a UTF-16 log, goes to log_.
@@ -67,7 +61,6 @@ protected:
         }
     }
 
-    std::string port_;
     test_support::TempFolder logs_;
     std::string log_;
 };

@@ -85,13 +85,12 @@ TEST_F(UninstallWindow, OnAnAgentWrongPasswordTwiceThenTheRightOne) {
 
 // Each result's line, icon and buttons. The first button closes the window without a reboot.
 TEST_F(UninstallWindow, ResultScreens) {
-    using Buttons = std::vector<std::pair<int, const wchar_t*>>;
-    const Buttons close{{IDC_CLOSE_BUTTON, L"Close"}};
+    const ResultButtons close{{IDC_CLOSE_BUTTON, L"Close"}};
     struct Case {
         Status result;
         const wchar_t* status;
         bool success;
-        Buttons buttons;
+        ResultButtons buttons;
     };
     const Case cases[] = {
         {0, L"Software has been removed.", true, {{IDC_CLOSE_BUTTON, L"Finish"}}},
@@ -114,15 +113,7 @@ TEST_F(UninstallWindow, ResultScreens) {
         Open();
         PressMainButtonAndWait();
         HWND window = dialog_->Window();
-        EXPECT_EQ(Text(window, IDC_STATUS), expected.status);
-        EXPECT_TRUE(SameSize(PictureSize(window, IDC_RESULT_ICON),
-                             expected.success ? kSuccessIcon : kFailureIcon));
-        Ids shown{IDC_TITLE, IDC_STATUS, IDC_RESULT_ICON};
-        for (const auto& [id, caption] : expected.buttons) {
-            shown.insert(id);
-            EXPECT_EQ(Text(window, id), caption);
-        }
-        EXPECT_EQ(Shown(window), shown);
+        ExpectResultScreen(window, expected.status, expected.success, expected.buttons);
         int reboots = 0;
         GetDialogSeams().requestReboot = [&] { ++reboots; };
         Press(window, expected.buttons.front().first);

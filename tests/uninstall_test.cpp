@@ -20,15 +20,8 @@ using test_support::ReadFileBytes;
 using namespace agent_machine;
 
 // Real removals, by setup.exe from the package folder unless another is given, quoted.
-class Uninstallation : public ::testing::Test {
+class Uninstallation : public MachineTest {
 protected:
-    void SetUp() override {
-        port_ = BackendPort();
-        ASSERT_FALSE(port_.empty()) << "the backend does not run";
-        SetNetFrameworkInstalled();
-        CleanMachine();
-    }
-    void TearDown() override { CleanMachine(); }
 
     DWORD Setup(const std::wstring& arguments,
                 const std::wstring& setup = L"\"" + PackageSetup() + L"\"") {
@@ -48,8 +41,6 @@ protected:
         const std::string encoded = test_support::Base64(text);
         return std::wstring(encoded.begin(), encoded.end());
     }
-
-    std::string port_;
 };
 
 TEST_F(Uninstallation, NothingInstalled) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <map>
@@ -66,5 +67,20 @@ std::string RecordSummary(const std::wstring& path, const std::string& secret = 
 
 // Removes every trace of an installed agent.
 void CleanMachine();
+
+// Real runs against the testbed backend on a machine with .NET Framework and no agent,
+// cleaned again afterwards.
+class MachineTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        port_ = BackendPort();
+        ASSERT_FALSE(port_.empty()) << "the backend does not run";
+        SetNetFrameworkInstalled();
+        CleanMachine();
+    }
+    void TearDown() override { CleanMachine(); }
+
+    std::string port_;
+};
 
 }  // namespace agent_machine

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <set>
+#include <utility>
+#include <vector>
 
 #include "resources/resource.h"
 #include "tests/support/dialog_driver.h"
@@ -14,6 +17,22 @@ inline constexpr SIZE kFailureIcon{63, 59};
 
 inline bool SameSize(SIZE a, SIZE b) {
     return a.cx == b.cx && a.cy == b.cy;
+}
+
+// A result screen: its line, its icon, and exactly the buttons given with their captions.
+using ResultButtons = std::vector<std::pair<int, const wchar_t*>>;
+inline void ExpectResultScreen(HWND window, const wchar_t* status, bool success,
+                               const ResultButtons& buttons) {
+    using namespace dialog_driver;
+    EXPECT_EQ(Text(window, IDC_STATUS), status);
+    EXPECT_TRUE(
+        SameSize(PictureSize(window, IDC_RESULT_ICON), success ? kSuccessIcon : kFailureIcon));
+    std::set<int> shown{IDC_TITLE, IDC_STATUS, IDC_RESULT_ICON};
+    for (const auto& [id, caption] : buttons) {
+        shown.insert(id);
+        EXPECT_EQ(Text(window, id), caption);
+    }
+    EXPECT_EQ(Shown(window), shown);
 }
 
 // A dialog of this process, run by an administrator unless a test says otherwise.
